@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Runs a Windows program in the project's own Wine prefix, made on first use. The user's own prefix is
+# never touched. Used by hand, by the scripts and by CTest as the emulator:
+#   scripts/wine.sh program.exe [argument ...]
+# With --boot: makes the prefix and returns. With --stop: ends every Wine process of the prefix.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+export WINEPREFIX=${PREREQ_WINEPREFIX:-$root/build/wine}
+export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
+# No browser and no .NET parts: their installers would only slow the first start down.
+export WINEDLLOVERRIDES="mscoree,mshtml=${WINEDLLOVERRIDES:+;$WINEDLLOVERRIDES}"
+unset DISPLAY
+
+stamp=$WINEPREFIX/.prereq-ready-2
+make_prefix() {
+  [ -e "$stamp" ] && return
+  mkdir -p "$WINEPREFIX"
+  wineboot --init >/dev/null 2>&1
+  local settings=$WINEPREFIX/settings.reg
+  # Windows without a screen, and no dialogs when a program crashes.
+  cat >"$settings" <<'REG'
+REGEDIT4
+
+[HKEY_CURRENT_USER\Software\Wine\Drivers]
+"Graphics"="null"
+
+[HKEY_CURRENT_USER\Software\Wine\WineDbg]
+"ShowCrashDialog"=dword:00000000
+
+[HKEY_LOCAL_MACHINE\Software\Microsoft\Windows NT\CurrentVersion\AeDebug]
+"Debugger"="false"
+
+[HKEY_LOCAL_MACHINE\Software\Wow6432Node\Microsoft\Windows NT\CurrentVersion\AeDebug]
+"Debugger"="false"
+REG
+  wine regedit /S "$settings"
+  wineserver -w
+  touch "$stamp"
+}
+
+case ${1:-} in
+  --stop) wineserver -k 2>/dev/null || true; wineserver -w 2>/dev/null || true; exit 0 ;;
+esac
+mkdir -p "$(dirname "$WINEPREFIX")"
+exec 9>"$WINEPREFIX.lock"
+flock 9
+make_prefix
+exec 9>&-
+[ "${1:-}" = --boot ] && exit 0
+exec wine "$@"

@@ -1,0 +1,24 @@
+// The custom actions that a package calls. Each borrows the installer's handle for the length of
+// the call, on the installer's thread, and catches nothing.
+
+#include <windows.h>
+#include <msi.h>
+
+#include "prereq/install_phase.h"
+#include "prereq/manager.h"
+#include "prereq/verify_phase.h"
+
+extern "C" UINT WINAPI InstallPrereq(MSIHANDLE install) {
+  prereq::PrerequisiteManager manager(install);
+  return prereq::RunInstallPhase(&manager, prereq::InstallPass::kBeforeProduct);
+}
+
+extern "C" UINT WINAPI InstallPostPrereq(MSIHANDLE install) {
+  prereq::PrerequisiteManager manager(install);
+  return prereq::RunInstallPhase(&manager, prereq::InstallPass::kAfterProduct);
+}
+
+extern "C" UINT WINAPI VerifyPrereq(MSIHANDLE install) {
+  prereq::PrerequisiteManager manager(install);
+  return prereq::RunVerifyPhase(&manager);
+}

@@ -1,0 +1,106 @@
+#ifndef MSI_TABLE_SNAPSHOT_H_
+#define MSI_TABLE_SNAPSHOT_H_
+
+#include <cstddef>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "msi/handles.h"
+
+namespace msi {
+
+// One row of a snapshot. Copies are cheap enough to keep and stay valid when the snapshot is gone.
+class TableRow {
+ public:
+  using Columns = std::vector<std::wstring>;
+
+  // A cell for every column, in the same order.
+  TableRow(std::shared_ptr<const Columns> columns, std::vector<std::wstring> cells);
+
+  // The text of the cell, found by the column's exact name; empty when the row has no such column.
+  // A null cell is empty too, and a stream cell reads "{Binary Data}". Of two columns of one name
+  // the later answers.
+  [[nodiscard]] const std::wstring& Get(const wchar_t* column) const;
+
+ private:
+  std::shared_ptr<const Columns> columns_;  // Shared by all rows of a snapshot.
+  std::vector<std::wstring> cells_;
+};
+
+// A query on the installer's tables, copied whole into memory. Make one, load it once, iterate.
+// Nothing is reported: a query that cannot be run, as on a table that the package does not have,
+// gives no rows. Used only on the thread that entered the custom action.
+class TableSnapshot {
+ public:
+  using Names = std::initializer_list<const wchar_t*>;
+  using Bytes = std::vector<unsigned char>;
+  using const_iterator = std::vector<TableRow>::const_iterator;
+
+  struct Join {
+    const wchar_t* table;
+    const wchar_t* key_column;
+  };
+
+  // Where the streams of a fetch go: to files in `folder`, each named by its row's `Name` cell.
+  struct StreamExtractor {
+    std::wstring folder;  // Without a backslash at its end.
+  };
+
+  static constexpr DWORD kNoSizeLimit = 0xFFFFFFFF;
+
+  // Reads the active database of `install` (borrowed). With an `install` of 0 it reads `database`
+  // instead, which the snapshot then owns; with neither, every query yields no rows.
+  TableSnapshot(MSIHANDLE install, std::wstring table, UniqueMsiHandle database = {});
+  TableSnapshot(const TableSnapshot&) = delete;
+  TableSnapshot& operator=(const TableSnapshot&) = delete;
+
+  // Query and Fetch in one, streams read into memory. True when there is at least one row.
+  bool Load(Names columns, Names order_columns = {}, const wchar_t* condition = nullptr);
+
+  // All columns of several tables, each joined to the first one by its key column.
+  bool LoadJoined(std::initializer_list<Join> joins);
+
+  // Builds and runs the query and reads the column information. No columns means all of them. The
+  // condition goes into the text unchanged: its author quotes names in backquotes and values in
+  // single quotes. False when any step failed; the snapshot then stays without rows.
+  bool Query(Names columns, Names order_columns = {}, const wchar_t* condition = nullptr);
+
+  // Fetches the rows of the query. Without an extractor every stream is read into memory; with one,
+  // streams of at most `size_limit_bytes` are written to files and larger ones are left out. True
+  // when there is at least one row.
+  bool Fetch(const StreamExtractor* extractor, DWORD size_limit_bytes);
+
+  [[nodiscard]] const_iterator begin() const { return rows_.begin(); }
+  [[nodiscard]] const_iterator end() const { return rows_.end(); }
+  [[nodiscard]] size_t size() const { return rows_.size(); }
+
+  // The streams in memory, in the order their cells were read, one a cell; one that could not be
+  // read is empty.
+  [[nodiscard]] const std::vector<Bytes>& streams() const { return streams_; }
+  [[nodiscard]] const std::wstring& query_text() const { return query_; }
+
+ private:
+  bool RunQuery();
+  bool ReadColumns();
+  std::wstring ReadCell(UINT field, wchar_t type) const;
+  TableRow ReadRow(const StreamExtractor* extractor, DWORD size_limit_bytes);
+  void ReadStreamCell(UINT field, const TableRow& row, const StreamExtractor* extractor,
+                      DWORD size_limit_bytes);
+
+  std::wstring table_;
+  std::wstring query_;
+  std::wstring types_;                          // One lower-case letter a column.
+  std::shared_ptr<TableRow::Columns> columns_;  // Those whose cells are kept.
+  std::vector<TableRow> rows_;
+  std::vector<Bytes> streams_;
+  UniqueMsiHandle database_;
+  UniqueMsiView view_;
+  UniqueMsiHandle record_;
+  bool ready_;  // What the last step said; once clear, every later step does nothing.
+};
+
+}  // namespace msi
+
+#endif  // MSI_TABLE_SNAPSHOT_H_

@@ -1,0 +1,21 @@
+#ifndef PREREQ_INSTALL_PHASE_H_
+#define PREREQ_INSTALL_PHASE_H_
+
+#include <cstdint>
+
+#include "prereq/manager.h"
+
+namespace prereq {
+
+// The rows that an install action handles: those without the option "p", before the product, or
+// those with it, after the product.
+enum class InstallPass { kBeforeProduct, kAfterProduct };
+
+// Runs the setup of every selected prerequisite of the pass whose setup file exists, one after the
+// other, and waits for each without a time limit. Exit codes are not judged. Answers 0, or 2 when
+// the user refused to go on.
+uint32_t RunInstallPhase(PrerequisiteManager* manager, InstallPass pass);
+
+}  // namespace prereq
+
+#endif  // PREREQ_INSTALL_PHASE_H_

@@ -1,0 +1,11 @@
+#include "prereq/manager.h"
+
+#include "msi/messages.h"
+
+namespace prereq {
+
+void PrerequisiteManager::Announce(const wchar_t* action) const {
+  msi::AnnounceAction(install(), action, action);
+}
+
+}  // namespace prereq

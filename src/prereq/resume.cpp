@@ -1,0 +1,7 @@
+#include "prereq/resume.h"
+
+namespace prereq {
+
+void RegisterResume(const msi::InstallerSession& /*session*/) {}
+
+}  // namespace prereq

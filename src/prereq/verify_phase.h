@@ -1,0 +1,16 @@
+#ifndef PREREQ_VERIFY_PHASE_H_
+#define PREREQ_VERIFY_PHASE_H_
+
+#include <cstdint>
+
+#include "prereq/manager.h"
+
+namespace prereq {
+
+// Asks about every prerequisite of the pass before the product that is still missing, judged by its
+// `MissingCondition` alone; an empty condition always asks. Answers 0, or 2 at the user's first No.
+uint32_t RunVerifyPhase(PrerequisiteManager* manager);
+
+}  // namespace prereq
+
+#endif  // PREREQ_VERIFY_PHASE_H_

@@ -1,0 +1,31 @@
+#include "util/error_text.h"
+
+#include "util/text.h"
+#include "util/unique_handle.h"
+
+namespace util {
+namespace {
+
+constexpr DWORD kFirstInternetError = 12000;
+constexpr DWORD kEndOfInternetErrors = 12175;
+constexpr DWORD kUserLanguage = 0x400;
+
+}  // namespace
+
+std::wstring ErrorText(DWORD code) {
+  DWORD flags =
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
+  UniqueModule internet;
+  if (code >= kFirstInternetError && code < kEndOfInternetErrors) {
+    internet.Reset(::LoadLibraryA("wininet.dll"));
+    if (internet) flags |= FORMAT_MESSAGE_FROM_HMODULE;
+  }
+  UniqueLocalMemory text;
+  const DWORD length = ::FormatMessageA(flags, internet.Get(), code, kUserLanguage,
+                                        reinterpret_cast<char*>(text.Receive()), 0, nullptr);
+  // Signed on purpose: the number reads as other tools print the same code.
+  if (length == 0) return ToSignedDecimal(static_cast<int32_t>(code));
+  return ToWide(std::string_view(static_cast<const char*>(text.Get()), length));
+}
+
+}  // namespace util

@@ -1,0 +1,65 @@
+#include "util/files.h"
+
+#include "util/os_family.h"
+#include "util/text.h"
+
+namespace util {
+namespace {
+
+DWORD ReadAttributes(const std::wstring& path) {
+  if (path.empty() || (path.front() != L'\\' && path.find(L':') == std::wstring::npos)) {
+    return INVALID_FILE_ATTRIBUTES;
+  }
+  return IsNtFamily() ? ::GetFileAttributesW(path.c_str())
+                      : ::GetFileAttributesA(ToAnsi(path).c_str());
+}
+
+UniqueFile Open(const std::wstring& path, DWORD access, DWORD share, DWORD disposition) {
+  return UniqueFile(IsNtFamily() ? ::CreateFileW(path.c_str(), access, share, nullptr, disposition,
+                                                 FILE_ATTRIBUTE_NORMAL, nullptr)
+                                 : ::CreateFileA(ToAnsi(path).c_str(), access, share, nullptr,
+                                                 disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+}  // namespace
+
+bool PathExists(const std::wstring& path) {
+  return ReadAttributes(path) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool FileExists(const std::wstring& path) {
+  const DWORD attributes = ReadAttributes(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+UniqueFile OpenForReading(const std::wstring& path) {
+  return Open(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
+}
+
+UniqueFile CreateForWriting(const std::wstring& path) {
+  return Open(path, GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS);
+}
+
+std::optional<uint64_t> ReadFileSize(const std::wstring& path) {
+  const UniqueFile file = OpenForReading(path);
+  if (!file) return std::nullopt;
+  DWORD high = 0;
+  // The oldest systems lack GetFileSizeEx. A low word of all ones is a size too, unless an error
+  // says otherwise.
+  ::SetLastError(NO_ERROR);
+  const DWORD low = ::GetFileSize(file.Get(), &high);
+  if (low == INVALID_FILE_SIZE && ::GetLastError() != NO_ERROR) return std::nullopt;
+  return uint64_t{high} << 32 | low;
+}
+
+bool RemoveFile(const std::wstring& path) {
+  return (IsNtFamily() ? ::DeleteFileW(path.c_str()) : ::DeleteFileA(ToAnsi(path).c_str())) !=
+         FALSE;
+}
+
+bool RemoveFolder(const std::wstring& path) {
+  return (IsNtFamily() ? ::RemoveDirectoryW(path.c_str())
+                       : ::RemoveDirectoryA(ToAnsi(path).c_str())) != FALSE;
+}
+
+}  // namespace util

@@ -1,0 +1,40 @@
+#ifndef UTIL_FILES_H_
+#define UTIL_FILES_H_
+
+#include <windows.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "util/unique_handle.h"
+
+// Every call uses the wide form on the NT family, with the path unchanged (so "\\?\" paths work),
+// and the ANSI form with the path in the ANSI code page on the older one.
+namespace util {
+
+// True when a file or folder of that name exists. Only full paths are looked at: one that neither
+// begins with a backslash nor contains a colon does not exist.
+bool PathExists(const std::wstring& path);
+
+// True when `path` is a full path as above and names a file, not a folder.
+bool FileExists(const std::wstring& path);
+
+// Opens for reading; other programs may go on reading and writing it. Empty, with the reason in
+// GetLastError(), when that fails.
+UniqueFile OpenForReading(const std::wstring& path);
+
+// Opens for writing, in place of any existing file; others may read. Empty on failure, as above.
+UniqueFile CreateForWriting(const std::wstring& path);
+
+// Size in bytes; nothing when the file cannot be opened.
+std::optional<uint64_t> ReadFileSize(const std::wstring& path);
+
+// One attempt each, attributes are not changed. A folder goes only when it is empty. False, with
+// the reason in GetLastError(), when it stays.
+bool RemoveFile(const std::wstring& path);
+bool RemoveFolder(const std::wstring& path);
+
+}  // namespace util
+
+#endif  // UTIL_FILES_H_

@@ -1,0 +1,34 @@
+#ifndef UTIL_PROCESS_H_
+#define UTIL_PROCESS_H_
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+// Starting other programs through the shell. Nothing is shown on failure: the answer is false and
+// GetLastError() holds the reason. Process handles are closed before the call returns.
+namespace util {
+
+// Starts `file` (a leading "\\?\" is left off) with the verb "open" in its own folder. With
+// `exit_code` the call waits, without a time limit, for the program to end and stores its code;
+// without it, it does not wait. `hidden` starts it without a visible window. The wide form uses the
+// ANSI shell call on the older operating-system family; the narrow form always does.
+[[nodiscard]] bool LaunchProgram(const std::wstring& file, const std::wstring& arguments,
+                                 DWORD* exit_code, bool hidden);
+[[nodiscard]] bool LaunchProgram(const std::string& file, const std::string& arguments,
+                                 DWORD* exit_code, bool hidden);
+
+// Starts `file` hidden, with the default verb and no folder of its own; `wait` waits for its end
+// without a time limit. The wide form calls the wide shell function on every system, the narrow
+// form the ANSI one: the caller chooses.
+[[nodiscard]] bool StartHidden(const std::wstring& file, const std::wstring& arguments, bool wait);
+[[nodiscard]] bool StartHidden(const std::string& file, const std::string& arguments, bool wait);
+
+// Joins the items up to the first empty one with single blanks. An item that contains a blank and
+// neither begins nor ends with a double quote is put in double quotes.
+std::wstring JoinArguments(const std::vector<std::wstring>& items);
+
+}  // namespace util
+
+#endif  // UTIL_PROCESS_H_

@@ -1,0 +1,55 @@
+#ifndef UTIL_TEXT_H_
+#define UTIL_TEXT_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+namespace util {
+
+// Between UTF-16 and the ANSI code page. Embedded nulls are kept. A letter that the code page does
+// not have becomes the system's replacement character; text that cannot be converted at all is
+// empty.
+std::string ToAnsi(std::wstring_view text);
+std::wstring ToWide(std::string_view text);
+
+// Cuts `text` at every `separator`. Empty pieces count, also the one after a final separator; an
+// empty text has no pieces.
+std::vector<std::wstring> Split(std::wstring_view text, wchar_t separator);
+
+// The text of `folder` with a backslash at its end; one that is there already is not doubled.
+std::wstring WithBackslash(std::wstring folder);
+
+// `letter` with A to Z as a to z; every other character stays. Independent of any locale.
+constexpr wchar_t FoldAscii(wchar_t letter) {
+  return letter >= L'A' && letter <= L'Z' ? static_cast<wchar_t>(letter - L'A' + L'a') : letter;
+}
+
+// The decimal number at the start of `text`: an optional "-", then digits up to the first other
+// character. No digits give 0. A value too large for the type wraps round silently.
+template <typename Integer, typename Character>
+Integer ParseDecimal(std::basic_string_view<Character> text) {
+  using Unsigned = std::make_unsigned_t<Integer>;
+  const bool negative = !text.empty() && text.front() == Character{'-'};
+  if (negative) text.remove_prefix(1);
+  Unsigned value = 0;
+  for (const Character letter : text) {
+    if (letter < Character{'0'} || letter > Character{'9'}) break;
+    value = static_cast<Unsigned>(value * 10 + static_cast<Unsigned>(letter - Character{'0'}));
+  }
+  return static_cast<Integer>(negative ? Unsigned{0} - value : value);
+}
+template <typename Integer>
+Integer ParseDecimal(const std::wstring& text) {
+  return ParseDecimal<Integer>(std::wstring_view(text));
+}
+
+// Decimal texts. The library's own: the run-time library's drag in locale code.
+std::wstring ToDecimal(uint64_t value);
+std::wstring ToSignedDecimal(int64_t value);
+
+}  // namespace util
+
+#endif  // UTIL_TEXT_H_
