@@ -9,7 +9,7 @@ packages=(
   g++-mingw-w64-i686-win32                # the cross compiler of the library
   doctest-dev                             # the test framework (headers only)
   wine wine32:i386 wine64                 # the platform that the tests run on
-  msitools                                # msibuild: makes the sample package from text tables
+  msitools gcab                           # make the sample package from text tables
   clang-format                            # the layout check
 )
 

@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Installs the tools, builds the library and the sample package and installs that package with the real
+# installer service of Wine. Every step is printed as it happens, then the evidence; the last line is the
+# verdict.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+source scripts/demo/lib.sh
+
+heading "Tools and build"
+scripts/setup.sh
+build_quietly ship
+package/sample/build.sh build/ship/bin "$sample"
+scripts/wine.sh --boot
+step "$(scripts/check_library.sh build/ship/bin/Prereq.dll)"
+step "sample.msi: $(stat -c %s "$sample/sample.msi") bytes, $(msiinfo tables "$sample/sample.msi" | wc -l) tables"
+
+heading "A machine with one of the prerequisites"
+forget_sample
+scripts/wine.sh "$(wine_path "$sample/CodecSetup.exe")" name=Codec version=1.0
+rm -f "$setups_log"
+check "Sample Codec is there" registered Codec 1.0
+check "Sample Runtime is missing" not registered Runtime 2.1
+check "Sample Extras is missing" not registered Extras 3.0
+check "the product is not installed" not product_registered
+
+heading "msiexec /i sample.msi /qn"
+install_sample first /i
+
+heading "Evidence"
+check "the installation succeeded" [ "$exit_code" = 0 ]
+check "Sample Runtime's registry value" registered Runtime 2.1
+check "Sample Runtime's file" [ -s "$programs/Sample Prerequisites/Runtime.txt" ]
+check "Sample Extras' registry value" registered Extras 3.0
+check "Sample Extras' file" [ -s "$programs/Sample Prerequisites/Extras.txt" ]
+check "the runtime's setup got its command line" setup_called \
+  'Runtime: called with \[name=Runtime version=2.1 for="Sample Product"\]'
+check "each setup ran in its own folder" setup_called 'in \[Z:.*sample\], exit code'
+check "exit code 3010 did not stop the installation" setup_called 'Extras: .*exit code 3010'
+check "two setups were launched" [ "$(setups_run)" = 2 ]
+check "the runtime came before the product, the extras after it" in_order "$log" \
+  'Action start .*QX_InstallPrerequisite\.' '^Sample Runtime 2.1' 'File: Read me.txt, ' \
+  'Action start .*QX_InstallPostPrerequisite' '^Sample Extras 3.0'
+check "nobody was asked anything" not logged '^(Warning|Error) [0-9]'
+check "the product is registered" product_registered
+check "the product's file" [ -s "$programs/Sample Product/Read me.txt" ]
+
+heading "The same package again: msiexec /x, then /i"
+rm -f "$setups_log"
+install_sample remove /x
+check "the product is gone" not product_registered
+install_sample again /i
+check "the installation succeeded" [ "$exit_code" = 0 ]
+check "nothing was launched" [ "$(setups_run)" = 0 ]
+check "the product is registered again" product_registered
+
+verdict

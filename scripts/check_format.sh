@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Every source has the layout that .clang-format gives it.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+mapfile -t files < <(git ls-files '*.h' '*.cpp')
+clang-format --dry-run -Werror "${files[@]}"
+echo "${#files[@]} sources"

@@ -1,0 +1,119 @@
+#!/usr/bin/env perl
+# Tells an installation of the sample package step by step while it runs:
+#   follow.pl <start time> <rows.idt> <installer log> <log of the sample setups> <stop file>
+# It reads both logs as they grow and prints a line a step, with the seconds since the start time. It
+# ends when the stop file exists and both logs are read to their ends.
+use strict;
+use warnings;
+use Time::HiRes qw(time sleep);
+$| = 1;
+
+my ($start, $rows_file, @logs) = @ARGV;
+my $stop_file = pop @logs;
+
+# The rows of the prerequisite table, in their order.
+my @rows;
+{
+  open my $in, '<', $rows_file or die "$rows_file: $!";
+  my @lines = map { s/[\r\n]+$//r } <$in>;
+  my @columns = split /\t/, $lines[0];
+  for my $line (@lines[3 .. $#lines]) {
+    my %row;
+    @row{@columns} = split /\t/, $line, -1;
+    push @rows, \%row;
+  }
+  @rows = sort { $a->{Sequence} <=> $b->{Sequence} } @rows;
+}
+
+my %title = (
+  QX_AppSearchEx => 'search for what is there',
+  QX_SearchAgain => 'search again',
+  QX_DownloadPrereq => 'download setup files',
+  QX_ExtractPrereq => 'unpack setup files',
+  QX_InstallPrerequisite => 'install prerequisites, before the product',
+  QX_InstallPostPrerequisite => 'install prerequisites, after the product',
+  QX_VerifyPrereq => 'verify prerequisites',
+  QX_CleanPrereq => 'clean up',
+);
+
+my $action = '';
+my %named;
+
+sub say_step { printf "  [%6.2f s] %s\n", time - $start, $_[0] }
+
+# Why a row was not handled by the install pass that just ended.
+sub reason {
+  my ($row, $post) = @_;
+  return $post ? 'its turn was before the product' : 'its turn comes after the product'
+    if ($row->{Options} =~ /p/ ? 1 : 0) != $post;
+  return "its condition is false: $row->{MissingCondition}";
+}
+
+sub end_of_action {
+  my ($code) = @_;
+  if ($action =~ /^QX_Install/) {
+    my $post = $action =~ /Post/ ? 1 : 0;
+    for my $row (@rows) {
+      next if $named{ $row->{DisplayName} };
+      say_step("passed over: $row->{DisplayName} (" . reason($row, $post) . ")");
+    }
+  }
+  my $verdict = $code == 1 ? 'ok' : $code == 0 ? 'stopped' : "result $code";
+  $verdict = 'nothing is missing' if $action eq 'QX_VerifyPrereq' && $code == 1;
+  say_step("   $verdict");
+  $action = '';
+}
+
+sub installer_line {
+  my ($line) = @_;
+  if ($line =~ /^Action start [\d:]+: (\w+)\./) {
+    return if $1 eq $action || !$title{$1};
+    $action = $1;
+    %named = ();
+    say_step("-- $title{$1}");
+  } elsif ($line =~ /^Action ended [\d:]+: (\w+)\. Return value (\d+)/) {
+    end_of_action($2) if $1 eq $action;
+  } elsif ($line =~ /^(?:Warning|Error) (\d+)\.(.*)/) {
+    say_step("prompt $1: $2");
+  } elsif ($line =~ /^Failed to launch/) {
+    say_step($line);
+  } elsif ($action =~ /^QX_(Install|Download|Extract)/ && grep { $_->{DisplayName} eq $line } @rows) {
+    read_log(1) if $named{$line};    # What the setup logged comes before its end.
+    say_step(($named{$line}++ ? 'finished: ' : 'selected: ') . $line);
+  } elsif ($action =~ /Search/ && $line =~ /^Property: (.*)/) {
+    say_step("looking for $1");
+  } elsif ($line =~ /^File: (.*?),\s+Directory: \S+\s+Size: (\d+)/) {
+    say_step("-- product file installed: $1, $2 bytes");
+  } elsif ($line =~ /^1: (\{[0-9A-F-]+\})\s*$/) {
+    say_step("-- product registered: $1") unless $named{$1}++;
+  }
+}
+
+sub setup_line {
+  my ($line) = @_;
+  say_step("   setup $line");
+}
+
+my @handlers = (\&installer_line, \&setup_line);
+my @offsets = (0) x @logs;
+my $stopping = 0;
+
+# Hands each new whole line of one log to its handler.
+sub read_log {
+  my ($i) = @_;
+  open my $in, '<', $logs[$i] or return;
+  seek $in, $offsets[$i], 0;
+  while (my $line = <$in>) {
+    last if $line !~ /\n$/ && !$stopping;
+    $offsets[$i] += length $line;
+    $line =~ s/[\r\n]+$//;
+    $handlers[$i]->($line);
+  }
+}
+
+until ($stopping) {
+  $stopping = -e $stop_file;
+  read_log(0);
+  sleep 0.02;
+}
+read_log(1);

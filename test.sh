@@ -1,0 +1,78 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds and runs every test: the test programs as both operating-system
+# families, the shipped library's own exports again, the checks of the tree and of the built file, and the
+# sample package with the real installer service. One line each; the last line counts them all.
+set -uo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+
+logs=build/test-logs
+mkdir -p "$logs"
+passed=0
+failed=0
+trap 'scripts/wine.sh --stop' EXIT
+
+give_up() {
+  echo "test: $1"
+  [ -z "${2:-}" ] || tail -n 40 "$2"
+  echo "$passed passed, $((failed + 1)) failed"
+  exit 1
+}
+
+# check <name> <command...>: one pass or failure; what it printed is shown when it fails, else its last line.
+check() {
+  local name=$1 log="$logs/${1// /-}.log"
+  shift
+  if "$@" >"$log" 2>&1; then
+    passed=$((passed + 1))
+    printf '%-34s ok       %s\n' "$name" "$(tail -n 1 "$log" | cut -c 1-90)"
+  else
+    failed=$((failed + 1))
+    printf '%-34s FAILED\n' "$name"
+    cat "$log"
+  fi
+}
+
+# run_programs <preset> <ctest option...>: the test programs, a line each with the cases that passed.
+run_programs() {
+  local preset=$1 log="$logs/programs-$1.log" line counts
+  shift
+  ctest --preset "$preset" -j 2 -V --no-tests=error "$@" >"$log" 2>&1
+  counts=$(awk -v preset="$preset" '
+    match($0, /^ *Start +[0-9]+: /) { name[$2 + 0] = $3 }
+    match($0, /^[0-9]+: \[doctest\] test cases:/) {
+      gsub(/\|/, " "); good[$1 + 0] = $6; bad[$1 + 0] = $8; skip[$1 + 0] = $10; counted[$1 + 0] = 1
+    }
+    /^ *[0-9]+\/[0-9]+ Test +#[0-9]+:/ {
+      match($0, /#[0-9]+/); id = substr($0, RSTART + 1, RLENGTH - 1) + 0
+      ok = /   Passed /
+      if (!(id in counted)) { good[id] = ok; bad[id] = !ok }
+      else if (!ok && bad[id] == 0) bad[id] = 1
+      printf "%d %d %d %s (%s)\n", good[id], bad[id], skip[id], name[id], preset
+    }' "$log")
+  [ -n "$counts" ] || give_up "no test program ran" "$log"
+  while read -r good bad skip line; do
+    passed=$((passed + good))
+    failed=$((failed + bad))
+    printf '%-34s %3d passed%s%s\n' "$line" "$good" "$([ "$bad" = 0 ] || echo ", $bad FAILED")" \
+      "$([ "$skip" = 0 ] || echo ", $skip skipped")"
+  done <<<"$counts"
+  if [[ $counts =~ (^|$'\n')[0-9]+\ [1-9] ]]; then grep -vE '^(test [0-9]|[0-9]+: Test (command|timeout))' "$log" | grep -E 'ERROR|FATAL|TEST CASE|CHECK|REQUIRE|values:|\*\*\*|logged:|exception' | head -n 120; fi
+}
+
+scripts/setup.sh || give_up "the tools are missing"
+for preset in checked ship; do
+  { cmake --preset "$preset" && cmake --build --preset "$preset"; } >"$logs/build-$preset.log" 2>&1 ||
+    give_up "the build failed ($preset)" "$logs/build-$preset.log"
+done
+scripts/wine.sh --boot || give_up "Wine does not start"
+
+check "layout of the sources" scripts/check_format.sh
+check "order of the modules" scripts/check_includes.sh
+check "built library" scripts/check_library.sh build/ship/bin/Prereq.dll
+run_programs checked
+# What ships is built with other options: its exports run again as they are.
+run_programs ship -R 'entry_test|older_family'
+check "sample package end to end" ./demo.sh
+
+echo "$passed passed, $failed failed"
+[ "$failed" = 0 ]
