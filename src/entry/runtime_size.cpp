@@ -1,6 +1,8 @@
 // Short stand-ins for parts of the run-time library that would drag in its locale, demangler and
 // random device code, more than half of the library's size. Only the shipped library links them.
 
+// The names belong to the run-time library: NOLINTBEGIN(bugprone-reserved-identifier).
+
 #include <cstdlib>
 #include <new>
 
@@ -20,3 +22,4 @@ void __throw_bad_alloc() { throw bad_alloc(); }
 void __throw_bad_array_new_length() { throw bad_alloc(); }
 
 }  // namespace std
+// NOLINTEND(bugprone-reserved-identifier)

@@ -11,7 +11,7 @@ namespace {
 constexpr wchar_t kStreamCell[] = L"{Binary Data}";
 constexpr DWORD kColumnNameChars = 255;
 
-constinit const std::wstring kNoCell;
+const std::wstring kNoCell;
 
 std::wstring Quoted(const wchar_t* name) { return L"`" + std::wstring(name) + L"`"; }
 
