@@ -27,7 +27,7 @@ done
 # What only the build knows.
 size=$(stat -c %s "$here/product/readme.txt")
 sed -i "s/@READ_ME_SIZE@/$size/" "$work/File.idt"
-for setup in Runtime Codec Extras; do
+for setup in Runtime Driver Tools Codec Extras; do
   cp "$programs/sample_setup.exe" "$out/${setup}Setup.exe"
 done
 runtime_size=$(stat -c %s "$out/RuntimeSetup.exe")

@@ -2,8 +2,9 @@
 //   name=Runtime   what it installs
 //   version=2.1    the version it registers
 //   exit=3010      the exit code, 0 when not given
-// It leaves a registry key and a file as an installed program would, and a line in sample-setups.log in
-// the temporary folder that says how it was called.
+//   restart=yes    asks for a restart of the machine and never returns from it
+// It leaves a registry key and a file as an installed program would, and a line in
+// sample-setups.log in the temporary folder that says how it was called.
 
 #include <windows.h>
 
@@ -19,7 +20,8 @@ std::string Word(const std::string& line, const std::string& key) {
   const size_t value = start + key.size() + 1;
   const bool quoted = value < line.size() && line[value] == '"';
   const size_t end = line.find(quoted ? '"' : ' ', value + (quoted ? 1 : 0));
-  return line.substr(value + (quoted ? 1 : 0), end == std::string::npos ? end : end - value - quoted);
+  return line.substr(value + (quoted ? 1 : 0),
+                     end == std::string::npos ? end : end - value - quoted);
 }
 
 std::string Environment(const char* name) {
@@ -42,9 +44,9 @@ bool Register(const std::string& name, const std::string& version) {
                         nullptr) != ERROR_SUCCESS) {
     return false;
   }
-  const LONG error = ::RegSetValueExA(key, "Version", 0, REG_SZ,
-                                      reinterpret_cast<const BYTE*>(version.c_str()),
-                                      static_cast<DWORD>(version.size() + 1));
+  const LONG error =
+      ::RegSetValueExA(key, "Version", 0, REG_SZ, reinterpret_cast<const BYTE*>(version.c_str()),
+                       static_cast<DWORD>(version.size() + 1));
   ::RegCloseKey(key);
   return error == ERROR_SUCCESS;
 }
@@ -69,5 +71,10 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR arguments, int) {
   const bool installed =
       WriteText(target + "\\" + name + ".txt", name + " " + version + "\n", "w") &&
       Register(name, version);
+  if (Word(line, "restart") == "yes") {
+    // Whoever plays the machine looks for this file; the restart then takes this program with it.
+    WriteText(Environment("TEMP") + "\\sample-restart", name, "w");
+    ::Sleep(INFINITE);
+  }
   return installed ? exit_code : ERROR_INSTALL_FAILURE;
 }
