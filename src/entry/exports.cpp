@@ -4,9 +4,16 @@
 #include <windows.h>
 #include <msi.h>
 
+#include "prereq/cleanup.h"
 #include "prereq/install_phase.h"
 #include "prereq/manager.h"
 #include "prereq/verify_phase.h"
+
+// Never fails an installation: what could not be removed stays.
+extern "C" UINT WINAPI CleanPrereq(MSIHANDLE install) {
+  prereq::CleanupRunner(install).Run();
+  return ERROR_SUCCESS;
+}
 
 extern "C" UINT WINAPI InstallPrereq(MSIHANDLE install) {
   prereq::PrerequisiteManager manager(install);

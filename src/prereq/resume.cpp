@@ -1,7 +1,99 @@
 #include "prereq/resume.h"
 
-namespace prereq {
+#include <windows.h>
+#include <mstask.h>
 
-void RegisterResume(const msi::InstallerSession& /*session*/) {}
+#include <algorithm>
+
+#include "prereq/carried_properties.h"
+#include "util/process.h"
+#include "util/registry.h"
+#include "util/scheduler.h"
+#include "util/text.h"
+
+namespace prereq {
+namespace {
+
+constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
+
+std::wstring InstallerProgram() {
+  char folder[MAX_PATH];
+  const UINT length = ::GetSystemDirectoryA(folder, MAX_PATH);
+  const std::wstring path =
+      length < MAX_PATH ? util::ToWide(std::string_view(folder, length)) : std::wstring();
+  return util::WithBackslash(path) + L"msiexec.exe";
+}
+
+// The scheduler reads start times as local ones. Where the system's clock is ahead of the local
+// one, its time would put the next logon off by hours, so the earlier of the two is the start.
+SYSTEMTIME StartTime() {
+  SYSTEMTIME system = {};
+  SYSTEMTIME local = {};
+  ::GetSystemTime(&system);
+  ::GetLocalTime(&local);
+  const auto order = [](const SYSTEMTIME& time) {
+    return (((uint64_t{time.wYear} * 100 + time.wMonth) * 100 + time.wDay) * 100 + time.wHour) *
+               100 +
+           time.wMinute;
+  };
+  return order(local) < order(system) ? local : system;
+}
+
+bool WriteRunValue(const std::wstring& name, const ResumeCommand& command) {
+  const util::UniqueRegistryKey key =
+      util::CreateRegistryKey(HKEY_CURRENT_USER, kRunKey, KEY_SET_VALUE);
+  // The program goes in without quotes on purpose.
+  return key &&
+         util::WriteRegistryText(key.Get(), name, command.program + L' ' + command.arguments);
+}
+
+}  // namespace
+
+void RegisterResume(const msi::InstallerSession& session) {
+  const ResumeCommand command = BuildResumeCommand(session);
+  // Failures are silent: the installation goes on whatever happens here.
+  (void)RegisterResumeJob(session.GetProperty(L"ProductCode"), command,
+                          msi::FormatText(session.handle(), L"[%UserDomain]\\[LogonUser]"));
+}
+
+ResumeCommand BuildResumeCommand(const msi::InstallerSession& session) {
+  ResumeCommand command;
+  std::wstring package = L'"' + session.GetProperty(L"OriginalDatabase") + L'"';
+  if (!session.GetProperty(L"QXEXTERNALUI").empty()) {
+    // The package's setup executable shows an interface of its own.
+    command.program = session.GetProperty(L"QX_SETUPEXEPATH");
+  } else {
+    command.program = InstallerProgram();
+    if (session.IsInstalled()) package = session.GetProperty(L"ProductCode");
+  }
+  // No blank before the marker: the closing quote or brace ends the package's token.
+  command.arguments = L"/i " + package + L"QX_RESUME=1 " +
+                      util::JoinArguments(CarriedProperties(session).Collect());
+  return command;
+}
+
+bool RegisterResumeJob(const std::wstring& product_code, const ResumeCommand& command,
+                       const std::wstring& account) {
+  // Its reason does not matter: without a scheduler no job can be made.
+  (void)util::EnsureSchedulerRuns();
+  const util::ScheduledJob job = {
+      .name = product_code + L".job",
+      .program = command.program,
+      .arguments = command.arguments,
+      .account = account,
+      .flags = TASK_FLAG_HIDDEN | TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
+      .trigger = {.kind = util::TriggerKind::kAtLogon, .start = StartTime()}};
+  return util::CreateScheduledJob(job) || WriteRunValue(product_code, command);
+}
+
+bool RemoveResumeRegistration(const std::wstring& product_code) {
+  (void)util::EnsureSchedulerRuns();
+  // Deletion takes the bare name. The order is deliberate, though a value that was written because
+  // no job could be made stays behind.
+  if (!util::DeleteScheduledJob(product_code)) return true;
+  const util::UniqueRegistryKey key =
+      util::OpenRegistryKey(HKEY_CURRENT_USER, kRunKey, KEY_SET_VALUE);
+  return key && util::RemoveRegistryValue(key.Get(), product_code);
+}
 
 }  // namespace prereq

@@ -83,6 +83,14 @@ struct LocalMemoryTraits {
 };
 using UniqueLocalMemory = UniqueHandle<LocalMemoryTraits>;
 
+struct RegistryKeyTraits {
+  using Handle = HKEY;
+  static Handle Invalid() { return nullptr; }
+  static bool IsValid(Handle handle) { return handle != nullptr; }
+  static void Close(Handle handle) { ::RegCloseKey(handle); }
+};
+using UniqueRegistryKey = UniqueHandle<RegistryKeyTraits>;
+
 }  // namespace util
 
 #endif  // UTIL_UNIQUE_HANDLE_H_

@@ -1,0 +1,62 @@
+#include "prereq/cleanup.h"
+
+#include "msi/session.h"
+#include "prereq/resume.h"
+#include "prereq/work_folders.h"
+#include "util/files.h"
+#include "util/text.h"
+
+namespace prereq {
+namespace {
+
+const std::wstring* FindWorkFolder(const std::vector<std::wstring>& folders,
+                                   const std::wstring& file) {
+  for (const std::wstring& folder : folders) {
+    if (HasFolderPrefix(file, folder, /*case_sensitive=*/false)) return &folder;
+  }
+  return nullptr;
+}
+
+// Each asks for existence only after a failure: what the system said to have removed need not be
+// looked for, and in a folder of thousands the look is what takes time.
+bool IsGone(const std::wstring& path, bool removed) { return removed || !util::PathExists(path); }
+
+// Deletes the file and then, upwards, the folders that it leaves empty. The climb ends at the exact
+// text of the work folder, though the prefix was found without regard to case: a folder recorded in
+// other letters goes too when it is empty. Both comparisons are deliberate.
+void RemoveWithEmptyFolders(std::wstring path, const std::wstring& work_folder) {
+  bool gone = IsGone(path, util::RemoveFile(path));
+  while (gone) {
+    const size_t separator = path.find_last_of(L"\\/");
+    if (separator == std::wstring::npos) return;
+    path.resize(separator);
+    if (path == work_folder || path.size() < work_folder.size()) return;
+    gone = IsGone(path, util::RemoveFolder(path));
+  }
+}
+
+}  // namespace
+
+bool HasFolderPrefix(std::wstring_view path, std::wstring_view folder, bool case_sensitive) {
+  if (folder.empty() || folder.size() > path.size()) return false;
+  for (size_t i = 0; i < folder.size(); ++i) {
+    const bool equal = case_sensitive ? path[i] == folder[i]
+                                      : util::FoldAscii(path[i]) == util::FoldAscii(folder[i]);
+    if (!equal) return false;
+  }
+  return true;
+}
+
+void CleanupRunner::Run() const {
+  const msi::InstallerSession session(install_);
+  (void)RemoveResumeRegistration(session.GetProperty(L"ProductCode"));
+  const auto files = util::Split(session.GetProperty(kFilesProperty), kListSeparator);
+  const auto folders = util::Split(session.GetProperty(kFoldersProperty), kListSeparator);
+  for (const std::wstring& file : files) {
+    if (!util::FileExists(file)) continue;
+    const std::wstring* const folder = FindWorkFolder(folders, file);
+    if (folder != nullptr) RemoveWithEmptyFolders(file, *folder);
+  }
+}
+
+}  // namespace prereq

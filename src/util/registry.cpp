@@ -1,0 +1,55 @@
+#include "util/registry.h"
+
+#include "util/os_family.h"
+#include "util/text.h"
+
+namespace util {
+namespace {
+
+// The registry counts bytes and wants the terminator stored with the text.
+template <typename Text>
+DWORD StoredBytes(const Text& text) {
+  return static_cast<DWORD>((text.size() + 1) * sizeof(typename Text::value_type));
+}
+
+}  // namespace
+
+UniqueRegistryKey OpenRegistryKey(HKEY root, const std::wstring& path, REGSAM access) {
+  UniqueRegistryKey key;
+  const LONG error = IsNtFamily()
+                         ? ::RegOpenKeyExW(root, path.c_str(), 0, access, key.Receive())
+                         : ::RegOpenKeyExA(root, ToAnsi(path).c_str(), 0, access, key.Receive());
+  if (error != ERROR_SUCCESS) (void)key.Release();  // Nothing was opened.
+  return key;
+}
+
+UniqueRegistryKey CreateRegistryKey(HKEY root, const std::wstring& path, REGSAM access) {
+  UniqueRegistryKey key;
+  const LONG error =
+      IsNtFamily()
+          ? ::RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, access,
+                              nullptr, key.Receive(), nullptr)
+          : ::RegCreateKeyExA(root, ToAnsi(path).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                              access, nullptr, key.Receive(), nullptr);
+  if (error != ERROR_SUCCESS) (void)key.Release();
+  return key;
+}
+
+bool WriteRegistryText(HKEY key, const std::wstring& name, const std::wstring& text) {
+  if (IsNtFamily()) {
+    return ::RegSetValueExW(key, name.c_str(), 0, REG_SZ,
+                            reinterpret_cast<const BYTE*>(text.c_str()),
+                            StoredBytes(text)) == ERROR_SUCCESS;
+  }
+  const std::string ansi = ToAnsi(text);
+  return ::RegSetValueExA(key, ToAnsi(name).c_str(), 0, REG_SZ,
+                          reinterpret_cast<const BYTE*>(ansi.c_str()),
+                          StoredBytes(ansi)) == ERROR_SUCCESS;
+}
+
+bool RemoveRegistryValue(HKEY key, const std::wstring& name) {
+  return (IsNtFamily() ? ::RegDeleteValueW(key, name.c_str())
+                       : ::RegDeleteValueA(key, ToAnsi(name).c_str())) == ERROR_SUCCESS;
+}
+
+}  // namespace util
