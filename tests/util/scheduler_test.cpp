@@ -1,0 +1,185 @@
+#include "util/scheduler.h"
+
+#include <windows.h>
+#include <objidl.h>
+#include <mstask.h>
+
+#include <doctest.h>
+
+#include <string>
+
+#include "util/com.h"
+#include "util/text.h"
+#include "util/unique_handle.h"
+
+namespace {
+
+using util::TriggerKind;
+
+// Names with a full stop, as "x.job", are refused by Wine.
+std::wstring JobName() { return L"prereq test " + util::ToDecimal(::GetCurrentProcessId()); }
+
+std::wstring TakeText(LPWSTR text) {
+  const std::wstring result = text == nullptr ? L"" : text;
+  ::CoTaskMemFree(text);
+  return result;
+}
+
+struct StoredJob {
+  bool found = false;
+  DWORD flags = 0;
+  std::wstring program;
+  std::wstring arguments;
+  WORD trigger_count = 0;
+  TASK_TRIGGER trigger = {};
+};
+
+// What the scheduler itself says about the job.
+StoredJob ReadJob(const std::wstring& name) {
+  StoredJob job;
+  const util::ComScope com;
+  util::UniqueCom<ITaskScheduler> scheduler;
+  REQUIRE(SUCCEEDED(::CoCreateInstance(CLSID_CTaskScheduler, nullptr, CLSCTX_INPROC_SERVER,
+                                       IID_ITaskScheduler,
+                                       reinterpret_cast<void**>(scheduler.Receive()))));
+  util::UniqueCom<ITask> task;
+  if (FAILED(scheduler.Get()->Activate(name.c_str(), IID_ITask,
+                                       reinterpret_cast<IUnknown**>(task.Receive())))) {
+    return job;
+  }
+  job.found = true;
+  LPWSTR text = nullptr;
+  task.Get()->GetFlags(&job.flags);
+  if (SUCCEEDED(task.Get()->GetApplicationName(&text))) job.program = TakeText(text);
+  if (SUCCEEDED(task.Get()->GetParameters(&text))) job.arguments = TakeText(text);
+  task.Get()->GetTriggerCount(&job.trigger_count);
+  util::UniqueCom<ITaskTrigger> trigger;
+  if (SUCCEEDED(task.Get()->GetTrigger(0, trigger.Receive()))) {
+    job.trigger.cbTriggerSize = sizeof(job.trigger);
+    trigger.Get()->GetTrigger(&job.trigger);
+  }
+  return job;
+}
+
+constexpr SYSTEMTIME kStart = {.wYear = 2031,
+                               .wMonth = 11,
+                               .wDayOfWeek = 0,
+                               .wDay = 30,
+                               .wHour = 23,
+                               .wMinute = 58,
+                               .wSecond = 59,
+                               .wMilliseconds = 9};
+
+util::ScheduledJob LogonJob(const std::wstring& arguments) {
+  return {.name = JobName(),
+          .program = L"C:\\a folder\\setup.exe",
+          .arguments = arguments,
+          .account = L"domain\\user",
+          .flags = TASK_FLAG_HIDDEN | TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
+          .trigger = {.kind = TriggerKind::kAtLogon, .start = kStart}};
+}
+
+bool NothingOfTheSchedulerIsOpen() {
+  using Answer = HRESULT(WINAPI*)();
+  const HMODULE library = ::GetModuleHandleW(L"mstask.dll");
+  REQUIRE(library != nullptr);
+  auto* const address = reinterpret_cast<void*>(::GetProcAddress(library, "DllCanUnloadNow"));
+  REQUIRE(address != nullptr);
+  return reinterpret_cast<Answer>(address)() == S_OK;
+}
+
+}  // namespace
+
+TEST_CASE("a second job of a name takes the place of the first, whole") {
+  const util::UniqueModule library(::LoadLibraryW(L"mstask.dll"));
+  REQUIRE(util::CreateScheduledJob(LogonJob(L"first")));
+  const std::wstring arguments =
+      L"/i \"C:\\p.msi\"QX_RESUME=1 A=\"" + std::wstring(5000, L'x') + L"\" B=\"C:\\\\\"";
+  REQUIRE(util::CreateScheduledJob(LogonJob(arguments)));
+
+  const StoredJob job = ReadJob(JobName());
+  CHECK(job.found);
+  CHECK(job.flags == 8704);
+  CHECK(job.program == L"C:\\a folder\\setup.exe");
+  CHECK(job.arguments == arguments);
+  CHECK(job.trigger_count == 1);
+  CHECK(job.trigger.TriggerType == TASK_EVENT_TRIGGER_AT_LOGON);
+  CHECK(job.trigger.wBeginYear == 2031);
+  CHECK(job.trigger.wBeginMonth == 11);
+  CHECK(job.trigger.wBeginDay == 30);
+  CHECK(job.trigger.wStartHour == 23);
+  CHECK(job.trigger.wStartMinute == 58);
+
+  CHECK(util::DeleteScheduledJob(JobName()));
+  CHECK_FALSE(ReadJob(JobName()).found);
+  CHECK_FALSE(util::DeleteScheduledJob(JobName()));
+  CHECK(NothingOfTheSchedulerIsOpen());
+}
+
+TEST_CASE("a trigger that the scheduler refuses leaves no job behind") {
+  const util::UniqueModule library(::LoadLibraryW(L"mstask.dll"));
+  util::ScheduledJob job = LogonJob(L"x");
+  job.trigger.start.wMonth = 13;
+  CHECK_FALSE(util::CreateScheduledJob(job));
+  CHECK_FALSE(ReadJob(JobName()).found);
+  CHECK(NothingOfTheSchedulerIsOpen());
+}
+
+TEST_CASE("trigger kinds and their numbers") {
+  struct Row {
+    TriggerKind kind;
+    TASK_TRIGGER_TYPE type;
+    std::wstring numbers;  // Those of the kind, in the order of its structure.
+  };
+  // Not on idle: Wine cannot set an idle time.
+  for (const Row& row : {Row{TriggerKind::kDaily, TASK_TIME_TRIGGER_DAILY, L"3"},
+                         Row{TriggerKind::kWeekly, TASK_TIME_TRIGGER_WEEKLY, L"3 5"},
+                         Row{TriggerKind::kMonthlyDate, TASK_TIME_TRIGGER_MONTHLYDATE, L"5 9"},
+                         Row{TriggerKind::kMonthlyWeekday, TASK_TIME_TRIGGER_MONTHLYDOW, L"3 5 9"},
+                         Row{TriggerKind::kAtSystemStart, TASK_EVENT_TRIGGER_AT_SYSTEMSTART, L""},
+                         Row{TriggerKind::kAtLogon, TASK_EVENT_TRIGGER_AT_LOGON, L""}}) {
+    CAPTURE(static_cast<int>(row.kind));
+    util::ScheduledJob job = LogonJob(L"x");
+    job.trigger = {.kind = row.kind, .interval = 3, .days = 5, .months = 9, .start = kStart};
+    REQUIRE(util::CreateScheduledJob(job));
+    const TASK_TRIGGER trigger = ReadJob(JobName()).trigger;
+    CHECK(trigger.TriggerType == row.type);
+    const auto text = [](DWORD value) { return util::ToDecimal(value); };
+    const TRIGGER_TYPE_UNION& type = trigger.Type;
+    std::wstring numbers;
+    if (row.type == TASK_TIME_TRIGGER_DAILY) numbers = text(type.Daily.DaysInterval);
+    if (row.type == TASK_TIME_TRIGGER_WEEKLY) {
+      numbers = text(type.Weekly.WeeksInterval) + L" " + text(type.Weekly.rgfDaysOfTheWeek);
+    }
+    if (row.type == TASK_TIME_TRIGGER_MONTHLYDATE) {
+      numbers = text(type.MonthlyDate.rgfDays) + L" " + text(type.MonthlyDate.rgfMonths);
+    }
+    if (row.type == TASK_TIME_TRIGGER_MONTHLYDOW) {
+      numbers = text(type.MonthlyDOW.wWhichWeek) + L" " + text(type.MonthlyDOW.rgfDaysOfTheWeek) +
+                L" " + text(type.MonthlyDOW.rgfMonths);
+    }
+    CHECK(numbers == row.numbers);
+    CHECK(util::DeleteScheduledJob(JobName()));
+  }
+}
+
+TEST_CASE("the thread's COM is left as it was found") {
+  enum Found { kNone, kApartment, kMultithreaded };
+  for (const Found found : {kNone, kApartment, kMultithreaded}) {
+    CAPTURE(found);
+    if (found != kNone) {
+      REQUIRE(::CoInitializeEx(nullptr, found == kApartment ? COINIT_APARTMENTTHREADED
+                                                            : COINIT_MULTITHREADED) == S_OK);
+    }
+    CHECK(util::CreateScheduledJob(LogonJob(L"x")));
+    CHECK(util::DeleteScheduledJob(JobName()));
+
+    const HRESULT kind = ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    CHECK(kind == (found == kNone ? S_OK : found == kApartment ? RPC_E_CHANGED_MODE : S_FALSE));
+    if (SUCCEEDED(kind)) ::CoUninitialize();
+    if (found != kNone) ::CoUninitialize();
+    // One more than was asked for would show here.
+    CHECK(::CoInitializeEx(nullptr, COINIT_MULTITHREADED) == S_OK);
+    ::CoUninitialize();
+  }
+}
