@@ -5,6 +5,7 @@
 #include <msi.h>
 #include <msiquery.h>
 
+#include <cwchar>
 #include <string>
 #include <utility>
 
@@ -42,7 +43,8 @@ template <typename Call>
   if (error == ERROR_MORE_DATA) {
     text.resize(++length);
     error = call(text.data(), &length);
-    if (error == ERROR_SUCCESS) text.resize(length);
+    // Up to the terminator, not by the length: "[~]" in a formatted text is a null in its middle.
+    if (error == ERROR_SUCCESS) text.resize(std::wcslen(text.c_str()));
   }
   if (error == ERROR_SUCCESS) *value = std::move(text);
   return error;

@@ -54,8 +54,7 @@ PromptAnswer PromptUser(MSIHANDLE install, int error_number, int warning_number,
 bool GetUIText(MSIHANDLE install, const wchar_t* key, std::wstring* text);
 
 // Shows an error box with the formatted template. The arguments, up to the first empty one, are
-// "[2]",
-// "[3]" and on. Nothing is shown without a handle or a list, or when formatting fails.
+// "[2]", "[3]" and on. Nothing is shown without a handle or a list, or when formatting fails.
 void ShowErrorBox(MSIHANDLE install, const std::wstring& text,
                   const std::vector<std::wstring>* arguments);
 
