@@ -1,0 +1,47 @@
+#include "support/setup_program.h"
+
+#include <windows.h>
+
+#include <doctest.h>
+
+#include "util/text.h"
+
+namespace test {
+namespace {
+
+// What follows the program's name on a command line.
+std::wstring ArgumentsOf(const std::wstring& line) {
+  const size_t name_end = line.front() == L'"' ? line.find(L'"', 1) + 1 : line.find(L' ');
+  const size_t start = line.find_first_not_of(L' ', name_end);
+  return start == line.npos ? L"" : line.substr(start);
+}
+
+}  // namespace
+
+SetupProgram::SetupProgram(const TempFolder& folder, std::wstring_view name)
+    : path_(folder.Write(name, {})) {
+  REQUIRE(::CopyFileW((ProgramFolder() + L"\\echo_program.exe").c_str(),
+                      (L"\\\\?\\" + path_).c_str(), FALSE));
+}
+
+std::vector<SetupRun> SetupProgram::Runs() const {
+  const std::string bytes = ReadWholeFile(path_ + L".log");
+  const std::wstring log(reinterpret_cast<const wchar_t*>(bytes.data()),
+                         bytes.size() / sizeof(wchar_t));
+  std::vector<SetupRun> runs;
+  for (const std::wstring& line : util::Split(log, L'\n')) {
+    if (line.empty()) continue;
+    const std::vector<std::wstring> parts = util::Split(line, L'|');
+    REQUIRE(parts.size() == 3);
+    runs.push_back({ArgumentsOf(parts[0]), parts[1], parts[2] == L"hidden"});
+  }
+  return runs;
+}
+
+std::vector<std::wstring> SetupProgram::Arguments() const {
+  std::vector<std::wstring> arguments;
+  for (const SetupRun& run : Runs()) arguments.push_back(run.arguments);
+  return arguments;
+}
+
+}  // namespace test

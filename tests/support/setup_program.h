@@ -1,0 +1,36 @@
+#ifndef TESTS_SUPPORT_SETUP_PROGRAM_H_
+#define TESTS_SUPPORT_SETUP_PROGRAM_H_
+
+#include <string>
+#include <vector>
+
+#include "support/temp_folder.h"
+
+namespace test {
+
+// One run of a setup program.
+struct SetupRun {
+  std::wstring arguments;
+  std::wstring folder;
+  bool hidden = false;
+};
+
+// A setup program in a test's folder that logs its runs; echo_program.cpp says what words on its
+// command line do.
+class SetupProgram {
+ public:
+  // `name` is below the folder, whose subfolders are made.
+  SetupProgram(const TempFolder& folder, std::wstring_view name);
+
+  [[nodiscard]] const std::wstring& path() const { return path_; }
+  [[nodiscard]] std::vector<SetupRun> Runs() const;
+  // Arguments of each run.
+  [[nodiscard]] std::vector<std::wstring> Arguments() const;
+
+ private:
+  std::wstring path_;
+};
+
+}  // namespace test
+
+#endif  // TESTS_SUPPORT_SETUP_PROGRAM_H_
