@@ -2,6 +2,7 @@
 
 #include <doctest.h>
 
+#include "support/make_row.h"
 #include "support/msi_session_rig.h"
 #include "support/scripted_ui.h"
 #include "support/test_package.h"
@@ -13,10 +14,6 @@ using test::ScriptedUi;
 using test::TestPackage;
 
 namespace {
-
-msi::TableRow RowWithOptions(const wchar_t* options) {
-  return {std::make_shared<msi::TableRow::Columns>(msi::TableRow::Columns{L"Options"}), {options}};
-}
 
 constexpr UINT kErrorOk = 0x01010000;
 constexpr UINT kWarningYesNo = 0x02010004;
@@ -52,7 +49,7 @@ TEST_CASE("a prompt is an error that stops or a warning that only Yes gets past"
     ui.Clear();
     ui.Answer(type == kErrorOk ? INSTALLMESSAGE_ERROR : INSTALLMESSAGE_WARNING, answer);
     CHECK(msi::PromptUser(rig.handle(), 4153, 4154, forbid, L"the [name]",
-                          RowWithOptions(options)) == result);
+                          test::MakeRow({{L"Options", options}})) == result);
     REQUIRE(ui.messages().size() == 1);
     const test::UiMessage& message = ui.messages()[0];
     CHECK(message.type == type);

@@ -1,0 +1,27 @@
+#ifndef TESTS_SUPPORT_MAKE_ROW_H_
+#define TESTS_SUPPORT_MAKE_ROW_H_
+
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "msi/table_snapshot.h"
+
+namespace test {
+
+// A row as a snapshot would hold it.
+inline msi::TableRow MakeRow(std::initializer_list<std::pair<const wchar_t*, std::wstring>> cells) {
+  auto columns = std::make_shared<msi::TableRow::Columns>();
+  std::vector<std::wstring> texts;
+  for (const auto& [column, text] : cells) {
+    columns->emplace_back(column);
+    texts.push_back(text);
+  }
+  return {std::move(columns), std::move(texts)};
+}
+
+}  // namespace test
+
+#endif  // TESTS_SUPPORT_MAKE_ROW_H_
