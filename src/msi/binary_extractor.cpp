@@ -1,0 +1,59 @@
+#include "msi/binary_extractor.h"
+
+#include <utility>
+
+#include "msi/streams.h"
+#include "util/text.h"
+
+namespace msi {
+namespace {
+
+constexpr char kTempPrefix[] = "ACS";
+
+std::string ReadTempFolder() {
+  const DWORD needed = ::GetTempPathA(0, nullptr);
+  std::string folder(needed + 1, '\0');
+  const DWORD length = ::GetTempPathA(needed + 1, folder.data());
+  folder.resize(length <= needed ? length : 0);
+  return folder;
+}
+
+// A name that no other file of the temporary folder has; empty on failure.
+std::string ReserveTempName() {
+  char name[MAX_PATH];
+  if (::GetTempFileNameA(ReadTempFolder().c_str(), kTempPrefix, 0, name) == 0) return {};
+  ::DeleteFileA(name);
+  return std::string(name) + ".exe";
+}
+
+}  // namespace
+
+bool ExtractByQuery(MSIHANDLE database, const std::string& query, const std::string& path) {
+  UniqueMsiView view;
+  UniqueMsiHandle record;
+  return ::MsiDatabaseOpenViewA(database, query.c_str(), view.Receive()) == ERROR_SUCCESS &&
+         ::MsiViewExecute(view.Get(), 0) == ERROR_SUCCESS &&
+         ::MsiViewFetch(view.Get(), record.Receive()) == ERROR_SUCCESS &&
+         WriteStreamToFile(record.Get(), 1, util::ToWide(path));
+}
+
+BinaryExtractor::BinaryExtractor(MSIHANDLE install, std::string query_prefix)
+    : query_prefix_(std::move(query_prefix)), database_(::MsiGetActiveDatabase(install)) {}
+
+BinaryExtractor::~BinaryExtractor() { RemoveTempFile(); }
+
+std::string BinaryExtractor::ExtractToTempExe(const std::string& name) {
+  RemoveTempFile();
+  temp_file_ = ReserveTempName();
+  if (temp_file_.empty()) return {};
+  const std::string query = query_prefix_ + name + "'";
+  return ExtractByQuery(database_.Get(), query, temp_file_) ? temp_file_ : std::string();
+}
+
+void BinaryExtractor::RemoveTempFile() {
+  if (temp_file_.empty()) return;
+  ::DeleteFileA(temp_file_.c_str());
+  temp_file_.clear();
+}
+
+}  // namespace msi

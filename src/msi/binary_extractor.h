@@ -1,0 +1,48 @@
+#ifndef MSI_BINARY_EXTRACTOR_H_
+#define MSI_BINARY_EXTRACTOR_H_
+
+#include <string>
+
+#include "msi/handles.h"
+
+namespace msi {
+
+// Runs `query` on `database` (borrowed) and writes field 1 of the first row, a stream, to the file
+// `path`, in place of any existing one. False when the query cannot be run, gives no row or the
+// stream was not written whole; a file that was only written in part stays.
+bool ExtractByQuery(MSIHANDLE database, const std::string& query, const std::string& path);
+
+// Where programs that a package brings come from. Texts are in the ANSI code page.
+class ProgramSource {
+ public:
+  // Writes the program `name` to a fresh temporary file and gives its path; empty on failure. The
+  // source owns the file, and keeps it until it is asked for the next one or ends.
+  virtual std::string ExtractToTempExe(const std::string& name) = 0;
+
+ protected:
+  ~ProgramSource() = default;  // Nobody owns a source through this interface.
+};
+
+// Takes programs out of a table of the running package, into the user's temporary folder. At most
+// one file is there at a time. Used only on the thread that entered the custom action.
+class BinaryExtractor final : public ProgramSource {
+ public:
+  // `query_prefix` is the query up to and with the quote before the name. `install` is borrowed.
+  BinaryExtractor(MSIHANDLE install, std::string query_prefix);
+  BinaryExtractor(const BinaryExtractor&) = delete;
+  BinaryExtractor& operator=(const BinaryExtractor&) = delete;
+  ~BinaryExtractor();
+
+  std::string ExtractToTempExe(const std::string& name) override;
+
+ private:
+  void RemoveTempFile();
+
+  std::string query_prefix_;
+  UniqueMsiHandle database_;
+  std::string temp_file_;  // The file last written; empty when none.
+};
+
+}  // namespace msi
+
+#endif  // MSI_BINARY_EXTRACTOR_H_
