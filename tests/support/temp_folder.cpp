@@ -37,6 +37,8 @@ TempFolder::TempFolder() {
   ::GetTempPathW(MAX_PATH, base);
   path_ = std::wstring(base) + L"prereq test " + std::to_wstring(::GetCurrentProcessId()) + L"-" +
           std::to_wstring(++count);
+  // A run that was cut short leaves its folder behind, and process ids come round again.
+  RemoveTree(L"\\\\?\\" + path_);
   REQUIRE(::CreateDirectoryW(path_.c_str(), nullptr));
 }
 
