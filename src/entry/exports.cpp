@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <msi.h>
 
+#include "appsearch/app_search_runner.h"
 #include "prereq/cleanup.h"
 #include "prereq/install_phase.h"
 #include "prereq/manager.h"
@@ -28,4 +29,9 @@ extern "C" UINT WINAPI InstallPostPrereq(MSIHANDLE install) {
 extern "C" UINT WINAPI VerifyPrereq(MSIHANDLE install) {
   prereq::PrerequisiteManager manager(install);
   return prereq::RunVerifyPhase(&manager);
+}
+
+extern "C" UINT WINAPI DoAppSearchEx(MSIHANDLE install) {
+  appsearch::AppSearchRunner runner(install);
+  return runner.Run();
 }

@@ -1,0 +1,28 @@
+#ifndef APPSEARCH_ANSI_TEXT_H_
+#define APPSEARCH_ANSI_TEXT_H_
+
+#include <windows.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+// Looking for marks in narrow text. In some code pages the second byte of a letter can look like a
+// backslash or a bracket, so bytes must not be searched one by one.
+namespace appsearch {
+
+constexpr size_t kNotFound = std::string_view::npos;
+
+// Where the first or last of `marks` stands in `text`; kNotFound when there is none. `from` must
+// not point into a letter.
+size_t FindMark(std::string_view text, std::string_view marks, size_t from = 0,
+                UINT code_page = CP_ACP);
+size_t FindLastMark(std::string_view text, std::string_view marks, UINT code_page = CP_ACP);
+
+// Decimal text of a number without a sign.
+std::string ToDecimalText(uint32_t value);
+
+}  // namespace appsearch
+
+#endif  // APPSEARCH_ANSI_TEXT_H_

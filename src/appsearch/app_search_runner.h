@@ -1,0 +1,32 @@
+#ifndef APPSEARCH_APP_SEARCH_RUNNER_H_
+#define APPSEARCH_APP_SEARCH_RUNNER_H_
+
+#include "appsearch/search_engine.h"
+#include "msi/binary_extractor.h"
+#include "msi/session.h"
+#include "msi/table_snapshot.h"
+
+namespace appsearch {
+
+// Runs the searches of the table `QX_AppSearchEx` and sets the properties they are for. Lives for
+// one call of the custom action, on the installer's thread.
+class AppSearchRunner {
+ public:
+  // `install` is borrowed.
+  explicit AppSearchRunner(MSIHANDLE install);
+
+  // Always ERROR_SUCCESS: no search that fails or finds nothing fails the installation.
+  UINT Run();
+
+ private:
+  void SearchRow(const msi::TableRow& row) const;
+  void KeepBounds(const msi::TableRow& row) const;
+
+  msi::InstallerSession session_;
+  msi::BinaryExtractor programs_;
+  SearchEngine engine_;
+};
+
+}  // namespace appsearch
+
+#endif  // APPSEARCH_APP_SEARCH_RUNNER_H_
