@@ -36,7 +36,7 @@ check "the runtime's setup got its command line" setup_called \
   'Runtime: called with \[name=Runtime version=2.1 for="Sample Product"\]'
 check "each setup ran in its own folder" setup_called 'in \[Z:.*sample\], exit code'
 check "exit code 3010 did not stop the installation" setup_called 'Extras: .*exit code 3010'
-check "two setups were launched" [ "$(setups_run)" = 2 ]
+check "four setups were launched, the codec's was not" [ "$(setups_run)" = 4 ]
 check "the runtime came before the product, the extras after it" in_order "$log" \
   'Action start .*QX_InstallPrerequisite\.' '^Sample Runtime 2.1' 'File: Read me.txt, ' \
   'Action start .*QX_InstallPostPrerequisite' '^Sample Extras 3.0'
@@ -52,5 +52,36 @@ install_sample again /i
 check "the installation succeeded" [ "$exit_code" = 0 ]
 check "nothing was launched" [ "$(setups_run)" = 0 ]
 check "the product is registered again" product_registered
+
+heading "A restart in the middle: Sample Driver's setup asks for one and waits for it"
+forget_sample
+mkdir -p "$temp_folder/sample work/unpacked"
+echo "a setup file of the phases before" >"$temp_folder/sample work/unpacked/setup.bin"
+work='C:\users\'$(id -un)'\Temp\sample work'
+start_following restart
+run_sample /i SAMPLE_RESTART=yes 'SAMPLE_CHOICE=red & blue' \
+  "QX_PREREQDIRS=$work" "QX_PREREQFILES=$work\\unpacked\\setup.bin" &
+check "Sample Driver wants the machine restarted" wait_until 30 [ -e "$temp_folder/sample-restart" ]
+stop_following
+check "the product is not installed yet" not product_registered
+check "the tools' setup did not run yet" not setup_called 'Tools: called'
+registration=$(run_values)
+step "registered to run at the next logon: $registration"
+check "the installation is registered to go on" [ -n "$registration" ]
+start_following resumed
+restart_machine
+check "the installation went on by itself to its end" wait_until 60 sample_value Resumed 1
+check "the clean-up ran" wait_until 30 [ ! -e "$temp_folder/sample work/unpacked" ]
+scripts/wine.sh --wait
+stop_following
+check "the driver was not installed twice" [ "$(grep -c 'Driver: called' "$setups_log")" = 1 ]
+check "the tools' setup ran after the restart" setup_called 'Tools: called'
+check "the extras' setup ran last" in_order "$setups_log" 'Runtime: ' 'Driver: ' 'Tools: ' 'Extras: '
+check "the product is registered" product_registered
+check "the choice made before the restart was kept" sample_value Choice 'red & blue'
+check "no job of the installation is left" \
+  not compgen -G "$drive/windows/tasks/$product_code*"
+check "no recorded file and no emptied folder is left" [ ! -e "$temp_folder/sample work/unpacked" ]
+check "the work folder itself stays" [ -d "$temp_folder/sample work" ]
 
 verdict

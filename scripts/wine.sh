@@ -2,7 +2,8 @@
 # Runs a Windows program in the project's own Wine prefix, made on first use. The user's own prefix is
 # never touched. Used by hand, by the scripts and by CTest as the emulator:
 #   scripts/wine.sh program.exe [argument ...]
-# With --boot: makes the prefix and returns. With --stop: ends every Wine process of the prefix.
+# With --boot: makes the prefix and returns. With --wait: waits until every program in the prefix has
+# ended. With --stop: ends them all.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 export WINEPREFIX=${PREREQ_WINEPREFIX:-$root/build/wine}
@@ -39,6 +40,7 @@ REG
 }
 
 case ${1:-} in
+  --wait) exec wineserver -w ;;
   --stop) wineserver -k 2>/dev/null || true; wineserver -w 2>/dev/null || true; exit 0 ;;
 esac
 mkdir -p "$(dirname "$WINEPREFIX")"

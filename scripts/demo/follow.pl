@@ -95,7 +95,8 @@ sub setup_line {
 }
 
 my @handlers = (\&installer_line, \&setup_line);
-my @offsets = (0) x @logs;
+# The setups' log goes on where it was.
+my @offsets = (0, -s $logs[1] || 0);
 my $stopping = 0;
 
 # Hands each new whole line of one log to its handler.
@@ -114,6 +115,7 @@ sub read_log {
 until ($stopping) {
   $stopping = -e $stop_file;
   read_log(0);
+  read_log(1) unless -e $logs[0];    # An installation that was started by the system keeps no log.
   sleep 0.02;
 }
 read_log(1);

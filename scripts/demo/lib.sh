@@ -87,25 +87,72 @@ forget_sample() {
     scripts/wine.sh msiexec /x "$product_code" /qn || true
   fi
   scripts/wine.sh reg delete 'HKLM\Software\Sample Maker' /f /reg:32 >/dev/null 2>&1 || true
-  rm -rf "$programs/Sample Prerequisites" "$programs/Sample Product" "$setups_log"
+  scripts/wine.sh reg delete 'HKCU\Software\Microsoft\Windows\CurrentVersion\Run' \
+    /v "$product_code" /f >/dev/null 2>&1 || true
+  rm -rf "$programs/Sample Prerequisites" "$programs/Sample Product" "$setups_log" \
+    "$temp_folder/sample-restart" "$temp_folder/sample work"
   step "nothing of the sample is on the machine"
 }
 
-# install_sample <name> <msiexec option...>: runs the sample package without a user interface and tells
-# what happens while it does. Leaves the installer's log in $log and its exit code in $exit_code.
-install_sample() {
-  local name=$1
-  shift
-  log=$sample/$name.log
-  local stop=$sample/$name.stop rows=$sample/rows.idt
-  rm -f "$log" "$stop"
+# start_following <name>: tells what the sample's logs say from now on, until stop_following.
+start_following() {
+  local rows=$sample/rows.idt
+  log=$sample/$1.log
+  stop_file=$sample/$1.stop
+  rm -f "$log" "$stop_file"
   msiinfo export "$sample/sample.msi" QX_PreRequisite >"$rows"
-  scripts/demo/follow.pl "$start_time" "$rows" "$log" "$setups_log" "$stop" &
-  local follower=$!
-  exit_code=0
-  scripts/wine.sh msiexec "$@" "$(wine_path "$sample/sample.msi")" /qn /l*v \
-    "$(wine_path "$log")" || exit_code=$?
-  touch "$stop"
+  scripts/demo/follow.pl "$start_time" "$rows" "$log" "$setups_log" "$stop_file" &
+  follower=$!
+}
+
+stop_following() {
+  touch "$stop_file"
   wait "$follower"
+}
+
+# run_sample <msiexec option> [property=value...]: the sample package without a user interface.
+run_sample() {
+  local option=$1
+  shift
+  scripts/wine.sh msiexec "$option" "$(wine_path "$sample/sample.msi")" /qn /l*v \
+    "$(wine_path "$log")" "$@"
+}
+
+# install_sample <name> <msiexec option> [property=value...]: runs the package to its end. Leaves the
+# installer's log in $log and its exit code in $exit_code.
+install_sample() {
+  start_following "$1"
+  exit_code=0
+  run_sample "${@:2}" || exit_code=$?
+  stop_following
   step "msiexec ended with exit code $exit_code"
+}
+
+# wait_until <seconds> <command...>
+wait_until() {
+  local end=$(($(date +%s) + $1))
+  shift
+  until "$@" >/dev/null 2>&1; do
+    [ "$(date +%s)" -lt "$end" ] || return 1
+    sleep 0.1
+  done
+}
+
+run_values() {
+  scripts/wine.sh reg query 'HKCU\Software\Microsoft\Windows\CurrentVersion\Run' 2>/dev/null |
+    tr -d '\r' | grep -F "$product_code" || true
+}
+
+sample_value() {
+  scripts/wine.sh reg query 'HKLM\Software\Sample Maker\Sample Product' /v "$1" /reg:32 |
+    grep -qE "REG_SZ +$2"
+}
+
+# Switches the Wine machine off, whatever runs on it, and on again.
+restart_machine() {
+  scripts/wine.sh --stop
+  step "-- the machine is off"
+  rm -f "$temp_folder/sample-restart"
+  scripts/wine.sh wineboot
+  step "-- the machine is on again, the user is logged on"
 }
