@@ -16,9 +16,8 @@ step "sample.msi: $(stat -c %s "$sample/sample.msi") bytes, $(msiinfo tables "$s
 
 heading "A machine with one of the prerequisites"
 forget_sample
-scripts/wine.sh "$(wine_path "$sample/CodecSetup.exe")" name=Codec version=1.0
-rm -f "$setups_log"
-check "Sample Codec is there" registered Codec 1.0
+install_codec
+check "Sample Codec is there, a product of its own" product_registered "$codec_code"
 check "Sample Runtime is missing" not registered Runtime 2.1
 check "Sample Extras is missing" not registered Extras 3.0
 check "the product is not installed" not product_registered
@@ -29,9 +28,9 @@ install_sample first /i
 heading "Evidence"
 check "the installation succeeded" [ "$exit_code" = 0 ]
 check "Sample Runtime's registry value" registered Runtime 2.1
-check "Sample Runtime's file" [ -s "$programs/Sample Prerequisites/Runtime.txt" ]
+check "Sample Runtime's program" [ -s "$programs/Sample Prerequisites/Runtime.exe" ]
 check "Sample Extras' registry value" registered Extras 3.0
-check "Sample Extras' file" [ -s "$programs/Sample Prerequisites/Extras.txt" ]
+check "Sample Extras' program" [ -s "$programs/Sample Prerequisites/Extras.exe" ]
 check "the runtime's setup got its command line" setup_called \
   'Runtime: called with \[name=Runtime version=2.1 for="Sample Product"\]'
 check "each setup ran in its own folder" setup_called 'in \[Z:.*sample\], exit code'
@@ -40,9 +39,12 @@ check "four setups were launched, the codec's was not" [ "$(setups_run)" = 4 ]
 check "the runtime came before the product, the extras after it" in_order "$log" \
   'Action start .*QX_InstallPrerequisite\.' '^Sample Runtime 2.1' 'File: Read me.txt, ' \
   'Action start .*QX_InstallPostPrerequisite' '^Sample Extras 3.0'
+check "the runtime was found by its version in the registry" logged 'Property.*: SAMPLE_RUNTIME = 2\.1'
+check "the tools were found by their file version" logged 'Property.*: SAMPLE_TOOLS = 4\.0\.2\.0'
+check "the codec was found as a related product" logged 'Property.*: SAMPLE_CODEC = 1\.0\.3'
 check "nobody was asked anything" not logged '^(Warning|Error) [0-9]'
 check "the product is registered" product_registered
-check "the product's file" [ -s "$programs/Sample Product/Read me.txt" ]
+check "the product's program" [ -s "$programs/Sample Product/Read me.txt" ]
 
 heading "The same package again: msiexec /x, then /i"
 rm -f "$setups_log"
@@ -55,6 +57,7 @@ check "the product is registered again" product_registered
 
 heading "A restart in the middle: Sample Driver's setup asks for one and waits for it"
 forget_sample
+install_codec
 mkdir -p "$temp_folder/sample work/unpacked"
 echo "a setup file of the phases before" >"$temp_folder/sample work/unpacked/setup.bin"
 work='C:\users\'$(id -un)'\Temp\sample work'
@@ -72,7 +75,7 @@ start_following resumed
 restart_machine
 check "the installation went on by itself to its end" wait_until 60 sample_value Resumed 1
 check "the clean-up ran" wait_until 30 [ ! -e "$temp_folder/sample work/unpacked" ]
-scripts/wine.sh --wait
+check "every program of it ended" timeout 60 scripts/wine.sh --wait
 stop_following
 check "the driver was not installed twice" [ "$(grep -c 'Driver: called' "$setups_log")" = 1 ]
 check "the tools' setup ran after the restart" setup_called 'Tools: called'

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the sample package from the kit's tables and its own:
 #   build.sh <folder of the built programs> <output folder>
-# The output folder then holds sample.msi and the setup program that lies beside it. Needs msibuild
+# The output folder then holds sample.msi with the setup programs that lie beside it, and codec.msi, the
+# package of a prerequisite. Needs msibuild
 # (package msitools) and gcab.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -24,6 +25,8 @@ for name in $(cd "$here/tables" && ls -- *.idt; cd "$kit/tables" && ls -- *.idt)
   "$kit/merge_table.sh" "${parts[@]}" >"$work/$name"
 done
 
+property() { awk -F '\t' -v name="$2" '$1 == name {sub(/\r$/, ""); print $2}' "$1"; }
+
 # What only the build knows.
 size=$(stat -c %s "$here/product/readme.txt")
 sed -i "s/@READ_ME_SIZE@/$size/" "$work/File.idt"
@@ -38,11 +41,24 @@ cp "$here/product/readme.txt" "$work/ReadMe"
 (cd "$work" && gcab -c -z product.cab ReadMe)
 cp "$programs/Prereq.dll" "$work/Binary/Prereq.dll"
 
-msi=$out/sample.msi
-(
-  cd "$work"
-  msibuild "$msi" -s "Sample Product" "Sample Maker" ";1033" "{F7C1A2B3-5D4E-4A6F-8B90-1C2D3E4F5A6B}"
-  msibuild "$msi" -i ./*.idt
-  msibuild "$msi" -a product.cab product.cab
-)
+codec=$here/codec/Property.idt
+sed -i "s/@CODEC_UPGRADE_CODE@/$(property "$codec" UpgradeCode)/" "$work/QX_AppSearchEx.idt"
+
+# make_package <file> <product name> <package code> <table...>
+make_package() {
+  msibuild "$1" -s "$2" "Sample Maker" ";1033" "$3"
+  msibuild "$1" -i "${@:4}"
+}
+
+cd "$work"
+make_package "$out/sample.msi" "Sample Product" "{F7C1A2B3-5D4E-4A6F-8B90-1C2D3E4F5A6B}" ./*.idt
+msibuild "$out/sample.msi" -a product.cab product.cab
+
+# A prerequisite that is a package itself, to be found by its upgrade code.
+mkdir codec
+cp "$here/tables"/{Directory,Feature,Component,FeatureComponents,InstallExecuteSequence}.idt "$codec" codec
+sed -i '4,$s/{0D9C2E57[^}]*}/{5B8E3F10-7A2D-4C96-8E41-D3F0A6B7C925}/; s/\tReadMe\r$/\t\r/' codec/Component.idt
+make_package "$out/codec.msi" "Sample Codec" "{8D1F6A37-B94C-4E25-A0D8-7C3E5B2F9146}" codec/*.idt
+
+cd "$out"
 rm -rf "$work"

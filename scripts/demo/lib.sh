@@ -6,6 +6,7 @@ sample=$PWD/build/sample
 drive=$PWD/build/wine/drive_c
 programs="$drive/Program Files (x86)"
 product_code='{6E8A3C61-2B0F-4D57-9C11-5A7B0D3E4F21}'
+codec_code='{2C7D94E0-8F16-4B3A-A5D2-1E6F0B9C7D43}'
 temp_folder="$drive/users/$(id -un)/Temp"
 setups_log="$temp_folder/sample-setups.log"
 checks_passed=0
@@ -62,9 +63,10 @@ registered() {
     grep -qE "REG_SZ +$2"
 }
 
+# product_registered [product code]
 product_registered() {
   scripts/wine.sh reg query \
-    "HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\$product_code" /reg:32
+    "HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\${1:-$product_code}" /reg:32
 }
 
 setup_called() { grep -qE "$1" "$setups_log"; }
@@ -83,9 +85,9 @@ in_order() {
 
 # Takes product and prerequisites of an earlier run off the machine.
 forget_sample() {
-  if product_registered >/dev/null 2>&1; then
-    scripts/wine.sh msiexec /x "$product_code" /qn || true
-  fi
+  for code in "$product_code" "$codec_code"; do
+    product_registered "$code" >/dev/null 2>&1 && scripts/wine.sh msiexec /x "$code" /qn || true
+  done
   scripts/wine.sh reg delete 'HKLM\Software\Sample Maker' /f /reg:32 >/dev/null 2>&1 || true
   scripts/wine.sh reg delete 'HKCU\Software\Microsoft\Windows\CurrentVersion\Run' \
     /v "$product_code" /f >/dev/null 2>&1 || true
@@ -93,6 +95,9 @@ forget_sample() {
     "$temp_folder/sample-restart" "$temp_folder/sample work"
   step "nothing of the sample is on the machine"
 }
+
+# The prerequisite that is on the machine already.
+install_codec() { scripts/wine.sh msiexec /i "$(wine_path "$sample/codec.msi")" /qn; }
 
 # start_following <name>: tells what the sample's logs say from now on, until stop_following.
 start_following() {
@@ -114,7 +119,7 @@ stop_following() {
 run_sample() {
   local option=$1
   shift
-  scripts/wine.sh msiexec "$option" "$(wine_path "$sample/sample.msi")" /qn /l*v \
+  timeout 300 scripts/wine.sh msiexec "$option" "$(wine_path "$sample/sample.msi")" /qn /l*v \
     "$(wine_path "$log")" "$@"
 }
 

@@ -66,11 +66,12 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR arguments, int) {
                 std::to_string(exit_code) + "\n",
             "a");
 
+  char self[MAX_PATH] = "";
+  ::GetModuleFileNameA(nullptr, self, MAX_PATH);
   const std::string target = Environment("ProgramFiles") + "\\Sample Prerequisites";
   ::CreateDirectoryA(target.c_str(), nullptr);
   const bool installed =
-      WriteText(target + "\\" + name + ".txt", name + " " + version + "\n", "w") &&
-      Register(name, version);
+      ::CopyFileA(self, (target + "\\" + name + ".exe").c_str(), FALSE) && Register(name, version);
   if (Word(line, "restart") == "yes") {
     // Whoever plays the machine looks for this file; the restart then takes this program with it.
     WriteText(Environment("TEMP") + "\\sample-restart", name, "w");
