@@ -2,11 +2,12 @@
 
 #include <doctest.h>
 
+#include "support/run_value.h"
 #include "util/unique_handle.h"
 
 namespace test {
 
-MsiSessionRig::MsiSessionRig(const TestPackage& package) {
+MsiSessionRig::MsiSessionRig(const TestPackage& package) : product_code_(package.product_code()) {
   ::MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
   const std::wstring name =
       package.database() != 0 ? L"#" + std::to_wstring(package.database()) : package.path();
@@ -18,6 +19,8 @@ MsiSessionRig::MsiSessionRig(const TestPackage& package) {
 
 MsiSessionRig::~MsiSessionRig() {
   if (handle_ != 0) ::MsiCloseHandle(handle_);
+  // What an install action registered would run at the next start of the machine.
+  DeleteRunValue(product_code_);
 }
 
 std::wstring MsiSessionRig::Property(const std::wstring& name) const {

@@ -30,6 +30,7 @@ class MsiSessionRig {
   UINT CountLeakedHandles();
 
  private:
+  std::wstring product_code_;
   MSIHANDLE handle_ = 0;
 };
 

@@ -1,0 +1,22 @@
+#ifndef TESTS_SUPPORT_RUN_VALUE_H_
+#define TESTS_SUPPORT_RUN_VALUE_H_
+
+#include <string>
+
+// The user's `Run` key, where an installation that goes on after a restart may be registered.
+namespace test {
+
+inline constexpr char kNoRunValue[] = "(none)";
+
+// The text of the value; kNoRunValue when there is none, "(malformed)" when it is not a terminated
+// text of at most 2000 characters.
+std::string ReadRunValue(const std::wstring& name);
+
+void WriteRunValue(const std::wstring& name);
+
+// Does nothing without such a value.
+void DeleteRunValue(const std::wstring& name);
+
+}  // namespace test
+
+#endif  // TESTS_SUPPORT_RUN_VALUE_H_
