@@ -1,5 +1,9 @@
 #include "prereq/carried_properties.h"
 
+#include <windows.h>
+
+#include <algorithm>
+
 #include "msi/table_snapshot.h"
 #include "util/text.h"
 
@@ -74,13 +78,17 @@ constexpr const wchar_t* kStandardNames[] = {
 constexpr const wchar_t* kNamingTables[] = {L"AppSearch", L"QX_AppSearchEx", L"Control",
                                             L"QX_TempFile"};
 
+// The system is asked only beyond ASCII: on the oldest systems this call has no answer.
+bool IsLowerCase(wchar_t letter) {
+  if (letter <= L'\x7f') return letter >= L'a' && letter <= L'z';
+  WORD type = 0;
+  return ::GetStringTypeW(CT_CTYPE1, &letter, 1, &type) && (type & C1_LOWER) != 0;
+}
+
 }  // namespace
 
 bool IsPublicPropertyName(std::wstring_view name) {
-  for (const wchar_t letter : name) {
-    if (letter >= L'a' && letter <= L'z') return false;
-  }
-  return true;
+  return std::none_of(name.begin(), name.end(), &IsLowerCase);
 }
 
 std::wstring QuotedProperty(const std::wstring& name, const std::wstring& value) {

@@ -12,7 +12,7 @@
 namespace prereq {
 
 // True when the name holds no lower-case letter: the installer takes only such a property from a
-// command line. Names are identifiers of A to Z, digits, "_" and ".".
+// command line. Digits, signs and letters without case count for nothing.
 bool IsPublicPropertyName(std::wstring_view name);
 
 // `NAME="value"` as the installer's command line reads it back: quotes in the value are doubled,

@@ -3,8 +3,6 @@
 #include <windows.h>
 #include <mstask.h>
 
-#include <algorithm>
-
 #include "prereq/carried_properties.h"
 #include "util/process.h"
 #include "util/registry.h"

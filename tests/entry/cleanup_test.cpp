@@ -64,7 +64,7 @@ std::wstring Joined(const std::vector<std::wstring>& entries, const TempFolder& 
 
 TEST_CASE("what the clean-up deletes and what it leaves") {
   struct Row {
-    const char* name;
+    std::string name;
     std::vector<std::wstring> tree;  // Files; a name with a backslash at its end is a folder.
     std::vector<std::wstring> files;
     std::vector<std::wstring> folders;
@@ -121,7 +121,7 @@ TEST_CASE("what the clean-up deletes and what it leaves") {
       {"slashes", {L"WF\\sub\\x.exe"}, {L"{root}\\WF/sub/x.exe"}, {L"{root}\\WF"}, {"WF\\"}},
       {"empty, absent, repeated and relative entries, a folder, an absent work folder",
        {L"WF\\x.exe", L"WF\\sub\\"},
-       {L"", L"{root}\\WF\\no.exe", L"x.exe", L"{root}\\WF\\sub", L"{root}\\WF\\x.exe",
+       {L"", L"{root}\\WF\\sub\\no.exe", L"x.exe", L"{root}\\WF\\sub", L"{root}\\WF\\x.exe",
         L"{root}\\WF\\x.exe", L""},
        {L"", L"{root}\\absent", L"{root}\\WF", L""},
        {"WF\\", "WF\\sub\\"}},

@@ -129,3 +129,16 @@ TEST_CASE("a package without the naming tables carries what the session set") {
                                                  "TARGETDIR=\"C:\\\\\""});
   CHECK(rig.CountLeakedHandles() == 0);
 }
+
+TEST_CASE("names of public properties") {
+  struct Row {
+    const wchar_t* name;
+    bool is_public;
+  };
+  for (const Row& row :
+       {Row{L"QX_RESUME.1", true}, Row{L"_1.2", true}, Row{L"", true}, Row{L"AzB", false},
+        Row{L"aB", false}, Row{L"AB[@`{", true}, Row{L"\u00c4", true}, Row{L"A\u00e4", false}}) {
+    CAPTURE(util::ToAnsi(row.name));
+    CHECK(prereq::IsPublicPropertyName(row.name) == row.is_public);
+  }
+}
