@@ -9,7 +9,8 @@ namespace {
 // The registry counts bytes and wants the terminator stored with the text.
 template <typename Text>
 DWORD StoredBytes(const Text& text) {
-  return static_cast<DWORD>((text.size() + 1) * sizeof(typename Text::value_type));
+  const size_t bytes = (text.size() + 1) * sizeof(typename Text::value_type);
+  return static_cast<DWORD>(bytes);
 }
 
 }  // namespace
