@@ -8,9 +8,9 @@
 
 #include <doctest.h>
 
-#include <cstring>
 #include <string>
 
+#include "support/setup_program.h"
 #include "support/temp_folder.h"
 #include "util/os_family.h"
 #include "util/scheduler.h"
@@ -75,29 +75,14 @@ void WaitUntilRunning(const Service& service) {
   REQUIRE(::SleepEx(kTimeoutMs, /*bAlertable=*/TRUE) == WAIT_IO_COMPLETION);
 }
 
-// This program, copied beside itself under the name of the older family's scheduler, plays that:
-// it stays until it is told to end.
-constexpr char kEndEvent[] = "prereq test scheduler end";
-constexpr UINT kPlayedExitCode = 42;
-
-const bool g_plays_scheduler = [] {
-  char path[MAX_PATH];
-  const std::string program(path, ::GetModuleFileNameA(nullptr, path, MAX_PATH));
-  if (!program.ends_with("\\mstask.exe")) return false;
-  const util::UniqueKernelHandle end(::OpenEventA(SYNCHRONIZE, FALSE, kEndEvent));
-  ::WaitForSingleObject(end.Get(), kTimeoutMs);
-  ::ExitProcess(kPlayedExitCode);
-}();
-
-util::UniqueKernelHandle FindPlayedScheduler() {
+util::UniqueKernelHandle FindStartedProgram() {
   const util::UniqueFile processes(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
   PROCESSENTRY32 entry = {};
   entry.dwSize = sizeof(entry);
   for (BOOL more = ::Process32First(processes.Get(), &entry); more;
        more = ::Process32Next(processes.Get(), &entry)) {
     if (std::wstring(entry.szExeFile) == L"mstask.exe") {
-      return util::UniqueKernelHandle(
-          ::OpenProcess(PROCESS_QUERY_INFORMATION | SYNCHRONIZE, FALSE, entry.th32ProcessID));
+      return util::UniqueKernelHandle(::OpenProcess(SYNCHRONIZE, FALSE, entry.th32ProcessID));
     }
   }
   return {};
@@ -123,16 +108,18 @@ TEST_CASE("a stopped scheduler service is started and a running one left alone")
 
 TEST_CASE("on the older family the scheduler is a program beside its window") {
   if (util::IsNtFamily()) return;
-  REQUIRE_FALSE(g_plays_scheduler);
   CHECK(util::EnsureSchedulerRuns() == ERROR_FILE_NOT_FOUND);
 
-  char own_path[MAX_PATH];
-  ::GetModuleFileNameA(nullptr, own_path, MAX_PATH);
-  const std::wstring program = test::ProgramFolder() + L"\\mstask.exe";
-  const std::wstring own(own_path, own_path + std::strlen(own_path));
-  REQUIRE(::CopyFileW(own.c_str(), program.c_str(), FALSE));
-  const util::ScopeExit remove([&] { ::DeleteFileW(program.c_str()); });
-  const util::UniqueKernelHandle end(::CreateEventA(nullptr, TRUE, FALSE, kEndEvent));
+  // Started without arguments, it finds the word that makes it wait in its own path.
+  const util::UniqueKernelHandle end(::CreateEventA(nullptr, TRUE, FALSE, "prereq-test-end"));
+  const test::TempFolder folder;
+  const test::SetupProgram program(folder, L"the wait=prereq-test-end folder\\mstask.exe");
+  wchar_t search_path[4096];
+  REQUIRE(::GetEnvironmentVariableW(L"PATH", search_path, 4096) < 4096);
+  const util::ScopeExit restore([&] { ::SetEnvironmentVariableW(L"PATH", search_path); });
+  ::SetEnvironmentVariableW(L"PATH", (std::wstring(search_path) + L";" + folder.path() +
+                                      L"\\the wait=prereq-test-end folder")
+                                         .c_str());
 
   WNDCLASSA window_class = {};
   window_class.lpfnWndProc = &::DefWindowProcA;
@@ -142,15 +129,13 @@ TEST_CASE("on the older family the scheduler is a program beside its window") {
                                       nullptr, nullptr, nullptr, nullptr);
   REQUIRE(window != nullptr);
   CHECK(util::EnsureSchedulerRuns() == ERROR_SUCCESS);
-  CHECK_FALSE(FindPlayedScheduler());
+  CHECK_FALSE(FindStartedProgram());
   ::DestroyWindow(window);
 
   CHECK(util::EnsureSchedulerRuns() == ERROR_SUCCESS);
-  const util::UniqueKernelHandle played = FindPlayedScheduler();
-  REQUIRE(played);
+  const util::UniqueKernelHandle started = FindStartedProgram();
+  REQUIRE(started);
   ::SetEvent(end.Get());
-  REQUIRE(::WaitForSingleObject(played.Get(), kTimeoutMs) == WAIT_OBJECT_0);
-  DWORD exit_code = 0;
-  CHECK(::GetExitCodeProcess(played.Get(), &exit_code));
-  CHECK(exit_code == kPlayedExitCode);
+  REQUIRE(::WaitForSingleObject(started.Get(), kTimeoutMs) == WAIT_OBJECT_0);
+  CHECK(program.Runs().size() == 1);
 }
