@@ -160,7 +160,7 @@ TEST_CASE("the error box counts its arguments from 2, up to the first empty one"
     std::wstring shown;
   } cases[] = {
       {L"[2]", {L"one"}, L"one"},
-      {L"[1]<[2]|[3]|[4]>", {L"a", L"b", L"", L"c"}, L"<a|b|>"},
+      {L"[1]<[2]|[3]|[5]>", {L"a", L"b", L"", L"c"}, L"<a|b|>"},
       {L"No arguments for [ProductName].", {}, L"No arguments for Test product."},
       {L"[2]", {std::wstring(3000, L'z')}, std::wstring(3000, L'z')},
   };

@@ -4,16 +4,19 @@
 
 #include <doctest.h>
 
+#include <algorithm>
+
 #include "util/text.h"
 
 namespace test {
 namespace {
 
-// What follows the program's name on a command line.
-std::wstring ArgumentsOf(const std::wstring& line) {
-  const size_t name_end = line.front() == L'"' ? line.find(L'"', 1) + 1 : line.find(L' ');
-  const size_t start = line.find_first_not_of(L' ', name_end);
-  return start == line.npos ? L"" : line.substr(start);
+// Cuts a command line behind the program's name.
+SetupRun ParseCommandLine(const std::wstring& line) {
+  const bool quoted = line.front() == L'"';
+  const size_t end = std::min(line.find(quoted ? L'"' : L' ', 1), line.size());
+  const size_t start = line.find_first_not_of(L' ', std::min(end + 1, line.size()));
+  return {line.substr(quoted, end - quoted), start == line.npos ? L"" : line.substr(start), {}};
 }
 
 }  // namespace
@@ -33,7 +36,9 @@ std::vector<SetupRun> SetupProgram::Runs() const {
     if (line.empty()) continue;
     const std::vector<std::wstring> parts = util::Split(line, L'|');
     REQUIRE(parts.size() == 3);
-    runs.push_back({ArgumentsOf(parts[0]), parts[1], parts[2] == L"hidden"});
+    SetupRun& run = runs.emplace_back(ParseCommandLine(parts[0]));
+    run.folder = parts[1];
+    run.hidden = parts[2] == L"hidden";
   }
   return runs;
 }

@@ -10,6 +10,7 @@ namespace test {
 
 // One run of a setup program.
 struct SetupRun {
+  std::wstring program;  // As the command line names it, without quotes.
   std::wstring arguments;
   std::wstring folder;
   bool hidden = false;

@@ -116,6 +116,7 @@ TEST_CASE("the long-path prefix is left off the file and its folder is found") {
   REQUIRE(util::LaunchProgram(L"\\\\?\\" + program.path(), L"exit=5", &code, false));
   CHECK(code == 5);
   REQUIRE(program.Runs().size() == 1);
+  CHECK(program.Runs()[0].program == program.path());
   // Windows shows the program the prefix in its working folder too, Wine takes it off.
   CHECK(program.Runs()[0].folder.ends_with(folder.path()));
 }
