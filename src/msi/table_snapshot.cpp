@@ -1,6 +1,6 @@
 #include "msi/table_snapshot.h"
 
-#include <algorithm>
+#include <cwchar>
 
 #include "msi/streams.h"
 #include "util/text.h"
@@ -10,8 +10,6 @@ namespace {
 
 constexpr wchar_t kStreamCell[] = L"{Binary Data}";
 constexpr DWORD kColumnNameChars = 255;
-
-const std::wstring kNoCell;
 
 std::wstring Quoted(const wchar_t* name) { return L"`" + std::wstring(name) + L"`"; }
 
@@ -25,15 +23,10 @@ std::wstring QuotedList(TableSnapshot::Names names) {
   return list;
 }
 
-std::wstring ReadText(MSIHANDLE record, UINT field) {
-  std::wstring text;
-  // What could not be read is empty.
-  (void)ReadSized(
-      [&](wchar_t* buffer, DWORD* length) {
-        return ::MsiRecordGetStringW(record, field, buffer, length);
-      },
-      &text);
-  return text;
+auto TextReader(MSIHANDLE record, UINT field) {
+  return [=](wchar_t* buffer, DWORD* length) {
+    return ::MsiRecordGetStringW(record, field, buffer, length);
+  };
 }
 
 // The first letter of a type definition such as "s72" says what the column holds.
@@ -44,14 +37,17 @@ bool IsKept(wchar_t type) { return IsText(type) || IsInteger(type) || IsStream(t
 
 }  // namespace
 
-TableRow::TableRow(std::shared_ptr<const Columns> columns, std::vector<std::wstring> cells)
-    : columns_(std::move(columns)), cells_(std::move(cells)) {}
+TableRow::TableRow(std::shared_ptr<const Columns> columns, std::wstring_view cells)
+    : columns_(std::move(columns)), cells_(cells) {}
 
-const std::wstring& TableRow::Get(const wchar_t* column) const {
+std::wstring TableRow::Get(const wchar_t* column) const {
   for (size_t i = columns_->size(); i-- > 0;) {
-    if ((*columns_)[i] == column) return i < cells_.size() ? cells_[i] : kNoCell;
+    if ((*columns_)[i] != column) continue;
+    const wchar_t* cell = cells_.c_str();
+    for (; i > 0; --i) cell += std::wcslen(cell) + 1;
+    return cell;
   }
-  return kNoCell;
+  return {};
 }
 
 TableSnapshot::TableSnapshot(MSIHANDLE install, std::wstring table, UniqueMsiHandle database)
@@ -114,7 +110,8 @@ bool TableSnapshot::ReadColumns() {
     wchar_t name[kColumnNameChars];
     DWORD length = kColumnNameChars;
     if (::MsiRecordGetStringW(names.Get(), field, name, &length) != ERROR_SUCCESS) return false;
-    const std::wstring definition = ReadText(types.Get(), field);
+    std::wstring definition;  // Stays empty when it cannot be read.
+    (void)ReadSized(TextReader(types.Get(), field), &definition);
     types_ += definition.empty() ? L'?' : util::FoldAscii(definition.front());
     if (IsKept(types_.back())) columns_->emplace_back(name, length);
   }
@@ -130,24 +127,36 @@ bool TableSnapshot::Fetch(const StreamExtractor* extractor, DWORD size_limit_byt
 }
 
 TableRow TableSnapshot::ReadRow(const StreamExtractor* extractor, DWORD size_limit_bytes) {
-  std::vector<std::wstring> cells;
-  cells.reserve(columns_->size());
+  size_t end = 0;
   for (UINT field = 1; field <= types_.size(); ++field) {
-    if (IsKept(types_[field - 1])) cells.push_back(ReadCell(field, types_[field - 1]));
+    if (IsKept(types_[field - 1])) end = ReadCell(field, types_[field - 1], end);
   }
-  TableRow row(columns_, std::move(cells));
+  TableRow row(columns_, std::wstring_view(buffer_.data(), end));
   for (UINT field = 1; field <= types_.size(); ++field) {
     if (IsStream(types_[field - 1])) ReadStreamCell(field, row, extractor, size_limit_bytes);
   }
   return row;
 }
 
-std::wstring TableSnapshot::ReadCell(UINT field, wchar_t type) const {
-  if (IsText(type)) return ReadText(record_.Get(), field);
-  if (IsStream(type)) return kStreamCell;
-  const int value = ::MsiRecordGetInteger(record_.Get(), field);
-  return value == static_cast<int>(MSI_NULL_INTEGER) ? std::wstring()
-                                                     : util::ToSignedDecimal(value);
+// Puts the cell's text at that place of the buffer and answers where the next one goes.
+size_t TableSnapshot::ReadCell(UINT field, wchar_t type, size_t at) {
+  if (IsText(type)) {
+    // What could not be read is empty.
+    (void)ReadSizedAt(TextReader(record_.Get(), field), &buffer_, &at);
+  } else {
+    std::wstring text;
+    if (IsStream(type)) {
+      text = kStreamCell;
+    } else if (const int value = ::MsiRecordGetInteger(record_.Get(), field);
+               value != static_cast<int>(MSI_NULL_INTEGER)) {
+      text = util::ToSignedDecimal(value);
+    }
+    buffer_.replace(at, text.size(), text);
+    at += text.size();
+  }
+  if (buffer_.size() <= at) buffer_.resize(at + 1);
+  buffer_[at] = L'\0';
+  return at + 1;
 }
 
 void TableSnapshot::ReadStreamCell(UINT field, const TableRow& row,

@@ -5,7 +5,6 @@
 #include <memory>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "msi/table_snapshot.h"
 
@@ -14,12 +13,12 @@ namespace test {
 // A row as a snapshot would hold it.
 inline msi::TableRow MakeRow(std::initializer_list<std::pair<const wchar_t*, std::wstring>> cells) {
   auto columns = std::make_shared<msi::TableRow::Columns>();
-  std::vector<std::wstring> texts;
+  std::wstring texts;
   for (const auto& [column, text] : cells) {
     columns->emplace_back(column);
-    texts.push_back(text);
+    texts += text + L'\0';
   }
-  return {std::move(columns), std::move(texts)};
+  return {std::move(columns), texts};
 }
 
 }  // namespace test
