@@ -16,7 +16,7 @@
 namespace {
 
 constexpr int kRows = 2000;
-constexpr int kRounds = 15;
+constexpr int kRounds = 40;
 constexpr UINT kColumns = 13;
 constexpr bool kIsInteger[kColumns + 1] = {false, false, false, false, true,  false, false,
                                            false, false, false, true,  false, false, false};
