@@ -4,10 +4,15 @@
 
 namespace appsearch {
 
+size_t NextLetter(std::string_view text, size_t at, UINT code_page) {
+  const bool two_bytes =
+      at < text.size() && ::IsDBCSLeadByteEx(code_page, static_cast<BYTE>(text[at]));
+  return at + (two_bytes ? 2 : 1);
+}
+
 size_t FindMark(std::string_view text, std::string_view marks, size_t from, UINT code_page) {
-  for (size_t i = from; i < text.size(); ++i) {
+  for (size_t i = from; i < text.size(); i = NextLetter(text, i, code_page)) {
     if (marks.find(text[i]) != kNotFound) return i;
-    if (::IsDBCSLeadByteEx(code_page, static_cast<BYTE>(text[i]))) ++i;
   }
   return kNotFound;
 }
@@ -16,6 +21,13 @@ size_t FindLastMark(std::string_view text, std::string_view marks, UINT code_pag
   size_t last = kNotFound;
   for (size_t i = 0; (i = FindMark(text, marks, i, code_page)) != kNotFound; ++i) last = i;
   return last;
+}
+
+std::string WithEndSlash(std::string folder) {
+  // The last byte may be the second half of a letter.
+  const size_t slash = FindLastMark(folder, "\\");
+  if (slash == kNotFound || slash + 1 != folder.size()) folder += '\\';
+  return folder;
 }
 
 std::string ToDecimalText(uint32_t value) { return util::ToAnsi(util::ToDecimal(value)); }

@@ -20,6 +20,12 @@ size_t FindMark(std::string_view text, std::string_view marks, size_t from = 0,
                 UINT code_page = CP_ACP);
 size_t FindLastMark(std::string_view text, std::string_view marks, UINT code_page = CP_ACP);
 
+// Where the letter after the one at `at` begins.
+size_t NextLetter(std::string_view text, size_t at, UINT code_page = CP_ACP);
+
+// `folder` with a backslash at its end; one that is there already is not doubled.
+std::string WithEndSlash(std::string folder);
+
 // Decimal text of a number without a sign.
 std::string ToDecimalText(uint32_t value);
 

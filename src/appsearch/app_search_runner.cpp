@@ -33,6 +33,16 @@ std::wstring ToPropertyValue(const msi::TableRow& row, const Findings& findings)
   return util::ToWide(value);
 }
 
+// Where the package's setup program is: what it says itself, or the folder of its path.
+FolderResolver FoldersOf(const msi::InstallerSession& session) {
+  std::wstring folder = session.GetProperty(L"SETUPEXEDIR");
+  if (folder.empty()) {
+    const std::wstring program = session.GetProperty(L"QX_SETUPEXEPATH");
+    folder = program.substr(0, program.rfind(L'\\') + 1);
+  }
+  return FolderResolver(util::ToAnsi(folder));
+}
+
 void ClearProgressText(MSIHANDLE install) {
   msi::MessageRecord(4).Set(3, L"[1]").Send(install, INSTALLMESSAGE_ACTIONSTART);
   msi::MessageRecord(1).Set(1, L" ").Send(install, INSTALLMESSAGE_ACTIONDATA);
@@ -41,7 +51,9 @@ void ClearProgressText(MSIHANDLE install) {
 }  // namespace
 
 AppSearchRunner::AppSearchRunner(MSIHANDLE install)
-    : session_(install), programs_(install, kProgramQuery), engine_(&programs_) {}
+    : session_(install),
+      programs_(install, kProgramQuery),
+      engine_(&programs_, FoldersOf(session_)) {}
 
 UINT AppSearchRunner::Run() {
   msi::AnnounceAction(session_.handle(), L"AppSearch", kTable);

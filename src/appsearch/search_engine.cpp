@@ -3,17 +3,13 @@
 #include <iterator>
 #include <utility>
 
+#include "appsearch/file_search.h"
+#include "appsearch/product_search.h"
+#include "appsearch/program_search.h"
 #include "appsearch/registry_search.h"
 #include "appsearch/version.h"
 
 namespace appsearch {
-namespace {
-
-bool IsWithinBounds(const Criterion& criterion, const Findings& findings) {
-  return VersionBounds(criterion.lowest, criterion.highest).ContainsAny(findings);
-}
-
-}  // namespace
 
 SearchResult SearchEngine::Search(const std::vector<Criterion>& criteria, CombiningMode mode,
                                   bool stop_early) const {
@@ -34,13 +30,23 @@ SearchResult SearchEngine::Search(const std::vector<Criterion>& criteria, Combin
 
 bool SearchEngine::Find(const Criterion& criterion, Findings* findings) const {
   // Version bounds belong to the kinds that find versions; the others answer by themselves.
+  const VersionBounds bounds(criterion.lowest, criterion.highest);
   switch (criterion.kind) {
+    case 0:
+      FindFiles(criterion, bounds, folders_, findings);
+      return bounds.ContainsAny(*findings);
     case 1:
       FindSubkeys(criterion, findings);
-      return IsWithinBounds(criterion, *findings);
+      return bounds.ContainsAny(*findings);
     case 2:
       FindValue(criterion, findings);
-      return IsWithinBounds(criterion, *findings);
+      return bounds.ContainsAny(*findings);
+    case 3:
+      FindProductVersion(criterion, findings);
+      return bounds.ContainsAny(*findings);
+    case 4:
+      FindRelatedVersions(criterion, findings);
+      return bounds.ContainsAny(*findings);
     case 5:
       return KeyExists(criterion);
     case 6:
@@ -51,6 +57,10 @@ bool SearchEngine::Find(const Criterion& criterion, Findings* findings) const {
       return !ValueExists(criterion);
     case 9:
       return ValueCompares(criterion, findings);
+    case 10:
+      return ProgramAgrees(criterion, folders_, programs_);
+    case 11:
+      return IsComponentInstalled(criterion);
     default:
       return false;
   }

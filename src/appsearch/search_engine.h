@@ -1,10 +1,11 @@
 #ifndef APPSEARCH_SEARCH_ENGINE_H_
 #define APPSEARCH_SEARCH_ENGINE_H_
 
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "appsearch/criterion.h"
+#include "appsearch/folder_resolver.h"
 #include "msi/binary_extractor.h"
 
 namespace appsearch {
@@ -20,8 +21,10 @@ struct SearchResult {
 // Runs searches. Knows nothing of the installation that asks for them.
 class SearchEngine {
  public:
-  // `programs` is where program runs take their program from; it must outlive the engine.
-  explicit SearchEngine(msi::ProgramSource* programs) : programs_(programs) {}
+  // `programs` is where program runs take their program from; it must outlive the engine. `folders`
+  // resolves the references in paths and arguments.
+  SearchEngine(msi::ProgramSource* programs, FolderResolver folders)
+      : programs_(programs), folders_(std::move(folders)) {}
 
   // Runs the criteria in order; none at all find nothing. With `stop_early`, those that cannot
   // change the answer any more are left out.
@@ -32,6 +35,7 @@ class SearchEngine {
   bool Find(const Criterion& criterion, Findings* findings) const;
 
   msi::ProgramSource* programs_;
+  FolderResolver folders_;
 };
 
 }  // namespace appsearch

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "msi/streams.h"
+#include "util/files.h"
 #include "util/text.h"
 
 namespace msi {
@@ -10,18 +11,10 @@ namespace {
 
 constexpr char kTempPrefix[] = "ACS";
 
-std::string ReadTempFolder() {
-  const DWORD needed = ::GetTempPathA(0, nullptr);
-  std::string folder(needed + 1, '\0');
-  const DWORD length = ::GetTempPathA(needed + 1, folder.data());
-  folder.resize(length <= needed ? length : 0);
-  return folder;
-}
-
 // A name that no other file of the temporary folder has; empty on failure.
 std::string ReserveTempName() {
   char name[MAX_PATH];
-  if (::GetTempFileNameA(ReadTempFolder().c_str(), kTempPrefix, 0, name) == 0) return {};
+  if (::GetTempFileNameA(util::ReadTempFolder().c_str(), kTempPrefix, 0, name) == 0) return {};
   ::DeleteFileA(name);
   return std::string(name) + ".exe";
 }

@@ -62,4 +62,12 @@ bool RemoveFolder(const std::wstring& path) {
                        : ::RemoveDirectoryA(ToAnsi(path).c_str())) != FALSE;
 }
 
+std::string ReadTempFolder() {
+  const DWORD needed = ::GetTempPathA(0, nullptr);
+  std::string folder(needed + 1, '\0');
+  const DWORD length = ::GetTempPathA(needed + 1, folder.data());
+  folder.resize(length <= needed ? length : 0);
+  return folder;
+}
+
 }  // namespace util

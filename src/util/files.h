@@ -35,6 +35,10 @@ std::optional<uint64_t> ReadFileSize(const std::wstring& path);
 bool RemoveFile(const std::wstring& path);
 bool RemoveFolder(const std::wstring& path);
 
+// The user's folder for temporary files, in the ANSI code page and with a backslash at its end;
+// empty on failure.
+std::string ReadTempFolder();
+
 }  // namespace util
 
 #endif  // UTIL_FILES_H_

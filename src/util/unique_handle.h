@@ -83,6 +83,12 @@ struct LocalMemoryTraits {
 };
 using UniqueLocalMemory = UniqueHandle<LocalMemoryTraits>;
 
+// Folder listings of FindFirstFile.
+struct FindTraits : FileHandleTraits {
+  static void Close(Handle handle) { ::FindClose(handle); }
+};
+using UniqueFind = UniqueHandle<FindTraits>;
+
 struct RegistryKeyTraits {
   using Handle = HKEY;
   static Handle Invalid() { return nullptr; }

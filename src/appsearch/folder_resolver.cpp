@@ -1,0 +1,85 @@
+#include "appsearch/folder_resolver.h"
+
+#include <windows.h>
+
+#include <optional>
+#include <utility>
+
+#include "appsearch/ansi_text.h"
+#include "appsearch/installer_folders.h"
+#include "appsearch/registry.h"
+#include "util/unique_handle.h"
+
+namespace appsearch {
+namespace {
+
+std::optional<std::string> ReadVariable(const std::string& name) {
+  // Counts the terminator, so that a variable that is there but empty is told from none.
+  const DWORD size = ::GetEnvironmentVariableA(name.c_str(), nullptr, 0);
+  if (size == 0) return std::nullopt;
+  std::string value(size, '\0');
+  const DWORD length = ::GetEnvironmentVariableA(name.c_str(), value.data(), size);
+  value.resize(length < size ? length : 0);
+  return value;
+}
+
+std::string ReadRegistry(const std::string& name) {
+  const size_t first = FindMark(name, "\\");
+  const size_t last = FindLastMark(name, "\\");
+  if (first == kNotFound) return {};
+  // With one backslash only, the value is the root's own.
+  const std::string path = first < last ? name.substr(first + 1, last - first - 1) : std::string();
+  util::UniqueRegistryKey key;
+  if (::RegOpenKeyA(ParseRoot(name.substr(0, first)), path.c_str(), key.Receive()) !=
+      ERROR_SUCCESS) {
+    (void)key.Release();  // Nothing was opened, whatever the slot holds.
+    return {};
+  }
+  return ReadComparableValue(key.Get(), name.substr(last + 1)).value_or("");
+}
+
+// Where the reference that begins at `open` ends.
+size_t FindEnd(const std::string& text, size_t open) {
+  switch (text[open]) {
+    case '[':
+      return FindMark(text, "]", open);
+    case '%':
+      return FindMark(text, "%", open + 1);
+    default:
+      // The name has at least one letter, be it the mark itself.
+      return FindMark(text, "!", NextLetter(text, open + 1));
+  }
+}
+
+}  // namespace
+
+FolderResolver::FolderResolver(std::string setup_folder)
+    : setup_folder_(setup_folder.empty() ? std::string() : WithEndSlash(std::move(setup_folder))) {}
+
+std::string FolderResolver::Resolve(const std::string& text) const {
+  std::string result;
+  size_t copied = 0;
+  for (;;) {
+    const size_t open = FindMark(text, "[%!", copied);
+    const size_t end = open == kNotFound ? kNotFound : FindEnd(text, open);
+    if (end == kNotFound) break;
+    result.append(text, copied, open - copied);
+    copied = end + 1;
+
+    const std::string name = text.substr(open + 1, end - open - 1);
+    std::optional<std::string> value;
+    if (text[open] == '!') {
+      value = ReadRegistry(name);
+    } else if (text[open] == '%') {
+      value = ReadVariable(name);
+    } else if (name != "SETUPEXEDIR") {
+      value = FindInstallerFolder(name);
+    } else if (!setup_folder_.empty()) {
+      value = setup_folder_;
+    }
+    result += value ? *value : text.substr(open, copied - open);
+  }
+  return result.append(text, copied);
+}
+
+}  // namespace appsearch

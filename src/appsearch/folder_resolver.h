@@ -1,0 +1,28 @@
+#ifndef APPSEARCH_FOLDER_RESOLVER_H_
+#define APPSEARCH_FOLDER_RESOLVER_H_
+
+#include <string>
+
+namespace appsearch {
+
+// Replaces the references in a text:
+//   [SystemFolder]                 a folder that the installer knows, or [SETUPEXEDIR]
+//   %windir%                       an environment variable
+//   !HKLM\key path\value name!     a value of the registry, always of the default view; empty when
+//                                  it cannot be read. See ReadComparableValue for its types.
+// What does not resolve in the first two forms stays as it stands; so does the rest of a text from
+// a mark on that has no counterpart. What was put in is not looked through again.
+class FolderResolver {
+ public:
+  // `setup_folder` is what [SETUPEXEDIR] stands for; empty when it is not known.
+  explicit FolderResolver(std::string setup_folder);
+
+  [[nodiscard]] std::string Resolve(const std::string& text) const;
+
+ private:
+  std::string setup_folder_;
+};
+
+}  // namespace appsearch
+
+#endif  // APPSEARCH_FOLDER_RESOLVER_H_

@@ -1,0 +1,111 @@
+#include "appsearch/installer_folders.h"
+
+#include <windows.h>
+#include <shlobj.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "appsearch/ansi_text.h"
+#include "appsearch/registry.h"
+#include "util/files.h"
+#include "util/unique_handle.h"
+#include "util/wow64.h"
+
+namespace appsearch {
+namespace {
+
+using SystemRead = UINT(WINAPI*)(char* buffer, UINT size_chars);
+
+struct ShellFolder {
+  std::string_view name;
+  int id;
+};
+
+constexpr ShellFolder kShellFolders[] = {
+    {"AdminToolsFolder", CSIDL_ADMINTOOLS},
+    {"AppDataFolder", CSIDL_APPDATA},
+    {"CommonAppDataFolder", CSIDL_COMMON_APPDATA},
+    {"CommonFilesFolder", CSIDL_PROGRAM_FILES_COMMON},
+    {"DesktopFolder", CSIDL_DESKTOPDIRECTORY},
+    {"FavoritesFolder", CSIDL_FAVORITES},
+    {"FontsFolder", CSIDL_FONTS},
+    {"LocalAppDataFolder", CSIDL_LOCAL_APPDATA},
+    {"MyPicturesFolder", CSIDL_MYPICTURES},
+    {"NetHoodFolder", CSIDL_NETHOOD},
+    {"PersonalFolder", CSIDL_PERSONAL},
+    {"PrintHoodFolder", CSIDL_PRINTHOOD},
+    {"ProgramFilesFolder", CSIDL_PROGRAM_FILES},
+    {"ProgramMenuFolder", CSIDL_PROGRAMS},
+    {"RecentFolder", CSIDL_RECENT},
+    {"SendToFolder", CSIDL_SENDTO},
+    {"StartMenuFolder", CSIDL_STARTMENU},
+    {"StartupFolder", CSIDL_STARTUP},
+    {"TemplateFolder", CSIDL_TEMPLATES},
+};
+
+std::optional<std::string> AsFolder(std::string path) {
+  if (path.empty()) return std::nullopt;
+  return WithEndSlash(std::move(path));
+}
+
+// Older shells get this function from a library of its own, which came with the installer.
+std::optional<std::string> ReadShellFolder(int id) {
+  using GetFolderPath = HRESULT(WINAPI*)(HWND, int, HANDLE, DWORD, char*);
+  constexpr char kFunction[] = "SHGetFolderPathA";
+  util::UniqueModule library;
+  FARPROC address = ::GetProcAddress(::GetModuleHandleA("shell32.dll"), kFunction);
+  if (address == nullptr) {
+    library.Reset(::LoadLibraryA("shfolder.dll"));
+    address = library ? ::GetProcAddress(library.Get(), kFunction) : nullptr;
+  }
+  if (address == nullptr) return std::nullopt;
+  const auto get_folder_path = reinterpret_cast<GetFolderPath>(reinterpret_cast<void*>(address));
+  char path[MAX_PATH] = "";
+  if (get_folder_path(nullptr, id, nullptr, SHGFP_TYPE_CURRENT, path) != S_OK) return std::nullopt;
+  return AsFolder(path);
+}
+
+std::string Read(SystemRead read) {
+  char path[MAX_PATH];
+  const UINT length = read(path, MAX_PATH);
+  return length < MAX_PATH ? std::string(path, length) : std::string();
+}
+
+// A 32-bit process is only told its own system folder's 64-bit name.
+std::string Read32BitSystemFolder() {
+  const auto read = reinterpret_cast<SystemRead>(reinterpret_cast<void*>(
+      ::GetProcAddress(::GetModuleHandleA("kernel32.dll"), "GetSystemWow64DirectoryA")));
+  const std::string folder = read != nullptr ? Read(read) : std::string();
+  return folder.empty() ? Read(&::GetSystemDirectoryA) : folder;
+}
+
+// The shell tells a 32-bit process nothing of the 64-bit programs' folders.
+std::string Read64BitFolder(const char* value) {
+  const util::UniqueRegistryKey key =
+      OpenKey("HKLM\\Software\\Microsoft\\Windows\\CurrentVersion", /*view64=*/true);
+  return key ? ReadValueText(key.Get(), value).value_or("") : std::string();
+}
+
+}  // namespace
+
+std::optional<std::string> FindInstallerFolder(std::string_view name) {
+  const auto* const shell_folder =
+      std::find_if(std::begin(kShellFolders), std::end(kShellFolders),
+                   [&](const ShellFolder& folder) { return folder.name == name; });
+  if (shell_folder != std::end(kShellFolders)) return ReadShellFolder(shell_folder->id);
+  if (name == "WindowsFolder") return AsFolder(Read(&::GetWindowsDirectoryA));
+  if (name == "WindowsVolume") return AsFolder(Read(&::GetWindowsDirectoryA).substr(0, 2));
+  if (name == "SystemFolder") return AsFolder(Read32BitSystemFolder());
+  if (name == "System16Folder") {
+    return AsFolder(WithEndSlash(Read(&::GetWindowsDirectoryA)) + "system");
+  }
+  if (name == "TempFolder") return AsFolder(util::ReadTempFolder());
+  if (!util::Is64BitSystem()) return std::nullopt;
+  if (name == "System64Folder") return AsFolder(Read(&::GetSystemDirectoryA));
+  if (name == "ProgramFiles64Folder") return AsFolder(Read64BitFolder("ProgramFilesDir"));
+  if (name == "CommonFiles64Folder") return AsFolder(Read64BitFolder("CommonFilesDir"));
+  return std::nullopt;
+}
+
+}  // namespace appsearch
