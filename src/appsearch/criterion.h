@@ -10,10 +10,10 @@ namespace appsearch {
 // One search. All texts are in the ANSI code page.
 struct Criterion {
   int32_t kind = 0;
-  std::string search;
-  std::string lowest;   // Version bounds; empty for none.
-  std::string highest;  //
-  std::string reference;
+  std::string search = {};
+  std::string lowest = {};  // Version bounds; empty for none.
+  std::string highest = {};
+  std::string reference = {};
   bool view64 = false;  // Look at the registry and files of the 64-bit system, where there is one.
 };
 
