@@ -1,5 +1,7 @@
 #include "util/wow64.h"
 
+#include "util/os_family.h"
+
 namespace util {
 namespace {
 
@@ -13,6 +15,7 @@ Function FindInKernel(const char* name) {
 }  // namespace
 
 bool Is64BitSystem() {
+  if (!IsNtFamily()) return false;  // The older family has no 64-bit edition.
   const auto is_wow64 = FindInKernel<BOOL(WINAPI*)(HANDLE, BOOL*)>("IsWow64Process");
   BOOL answer = FALSE;
   return is_wow64 != nullptr && is_wow64(::GetCurrentProcess(), &answer) && answer;

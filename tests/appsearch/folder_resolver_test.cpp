@@ -11,6 +11,7 @@
 #include "support/test_key.h"
 #include "support/test_package.h"
 #include "util/files.h"
+#include "util/os_family.h"
 #include "util/text.h"
 
 using appsearch::FindInstallerFolder;
@@ -33,6 +34,11 @@ TEST_CASE("folder names stand for what the installer knows under them") {
   for (const std::string name : names) {
     CAPTURE(name);
     const auto folder = FindInstallerFolder(name);
+    // Systems of the older family are 32-bit ones.
+    if (!util::IsNtFamily() && name.find("64") != name.npos) {
+      CHECK_FALSE(folder);
+      continue;
+    }
     REQUIRE(folder);
     CHECK(folder->back() == '\\');
     CHECK(util::PathExists(util::ToWide(*folder)));

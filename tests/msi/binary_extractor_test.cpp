@@ -2,12 +2,10 @@
 
 #include <doctest.h>
 
-#include <memory>
-#include <set>
 #include <string>
 
 #include "support/msi_session_rig.h"
-#include "support/scripted_ui.h"
+#include "support/own_temp.h"
 #include "support/test_package.h"
 #include "util/text.h"
 
@@ -26,21 +24,6 @@ std::string Pattern(size_t size) {
   return bytes;
 }
 
-// The extractor's files in the temporary folder.
-std::set<std::wstring> TempFiles() {
-  wchar_t folder[MAX_PATH];
-  ::GetTempPathW(MAX_PATH, folder);
-  std::set<std::wstring> names;
-  WIN32_FIND_DATAW found;
-  const HANDLE search = ::FindFirstFileW((std::wstring(folder) + L"ACS*").c_str(), &found);
-  if (search == INVALID_HANDLE_VALUE) return names;
-  do {
-    names.insert(std::wstring(folder) + found.cFileName);
-  } while (::FindNextFileW(search, &found));
-  ::FindClose(search);
-  return names;
-}
-
 }  // namespace
 
 TEST_CASE("a program comes out of the package whole, and goes with its reader") {
@@ -53,7 +36,7 @@ TEST_CASE("a program comes out of the package whole, and goes with its reader") 
   }
   package.Close();
   MsiSessionRig rig(package);
-  const std::set<std::wstring> before = TempFiles();
+  const test::OwnTemp temp;
   {
     msi::BinaryExtractor extractor(rig.handle(), kQuery);
     std::wstring last;
@@ -65,19 +48,19 @@ TEST_CASE("a program comes out of the package whole, and goes with its reader") 
       CHECK(path != last);
       last = path;
       CHECK((test::ReadWholeFile(path) == Pattern(size)));
-      CHECK(TempFiles().size() == before.size() + 1);
+      CHECK(temp.Files().size() == 1);
     }
     SUBCASE("an unknown name leaves nothing, not even the file before it") {
       CHECK(extractor.ExtractToTempExe("none").empty());
-      CHECK(TempFiles() == before);
+      CHECK(temp.Files().empty());
     }
     SUBCASE("nor does a name that spoils the query") {
       CHECK(extractor.ExtractToTempExe("it's").empty());
-      CHECK(TempFiles() == before);
+      CHECK(temp.Files().empty());
     }
     SUBCASE("the reader takes its last file with it") {}
   }
-  CHECK(TempFiles() == before);
+  CHECK(temp.Files().empty());
   CHECK(rig.CountLeakedHandles() == 0);
 }
 
@@ -111,8 +94,8 @@ TEST_CASE("a query writes the stream of its first row over what was there") {
 }
 
 TEST_CASE("a reader without a session finds nothing and leaves nothing") {
-  const std::set<std::wstring> before = TempFiles();
+  const test::OwnTemp temp;
   msi::BinaryExtractor extractor(0, kQuery);
   CHECK(extractor.ExtractToTempExe("p").empty());
-  CHECK(TempFiles() == before);
+  CHECK(temp.Files().empty());
 }
