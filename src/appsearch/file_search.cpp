@@ -11,6 +11,7 @@
 
 #include "appsearch/ansi_text.h"
 #include "util/file_version.h"
+#include "util/scope_exit.h"
 #include "util/unique_handle.h"
 #include "util/wow64.h"
 
@@ -141,6 +142,9 @@ void FindFiles(const Criterion& criterion, const VersionBounds& bounds,
   for (const std::string& candidate : ListCandidates(criterion.search)) {
     places.push_back(ToPlace(candidate, folders));
   }
+  // No box asks for a disk when a drive is empty.
+  const UINT old_mode = ::SetErrorMode(SEM_FAILCRITICALERRORS);
+  const util::ScopeExit restore_mode([old_mode] { ::SetErrorMode(old_mode); });
   std::optional<util::FileRedirectionOff> redirection_off;
   if (criterion.view64) redirection_off.emplace();
   Walk walk(bounds, findings);
