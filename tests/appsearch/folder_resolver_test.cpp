@@ -12,6 +12,7 @@
 #include "support/test_package.h"
 #include "util/files.h"
 #include "util/os_family.h"
+#include "util/scope_exit.h"
 #include "util/text.h"
 
 using appsearch::FindInstallerFolder;
@@ -72,6 +73,11 @@ TEST_CASE("references are replaced, and what is none stays") {
   key.SetNumber("number", 42);
   ::SetEnvironmentVariableA("PREREQ_TEST", "from environment");
   ::SetEnvironmentVariableA("PREREQ_EMPTY", "");
+  // A value of the root itself; what is below is the test's own key.
+  const std::string at_root = "prereq test " + std::to_string(::GetCurrentProcessId());
+  ::RegSetValueExA(HKEY_CURRENT_USER, at_root.c_str(), 0, REG_SZ,
+                   reinterpret_cast<const BYTE*>("rooted"), 7);
+  const util::ScopeExit remove([&] { ::RegDeleteValueA(HKEY_CURRENT_USER, at_root.c_str()); });
   const std::string windows = *FindInstallerFolder("WindowsFolder");
   const std::string path = key.path();
   const FolderResolver resolver("E:\\setup");
@@ -98,6 +104,7 @@ TEST_CASE("references are replaced, and what is none stays") {
       {"!" + path + "\\none!", ""},
       {"!" + path + "\\none\\dir!", ""},
       {"!HKLM" + path.substr(4) + "\\dir!", ""},
+      {"!HKCU\\" + at_root + "!", "rooted"},
       {"!HKLM\\none!", ""},
       {"!HKLM!", ""},
       {"!!!", ""},  // The name is the mark itself.
