@@ -74,6 +74,7 @@ TEST_CASE("a file is searched in its folder and in those below, as deep as asked
   folder.Write(L"d\\only.dll", VersionedContent(0, 0, 0, 0));
   folder.MakeFolder(L"e\\a.exe");  // A folder of that name is no file.
   folder.Write(L"e\\f.x", "");
+  folder.MakeFolder(L"g\\w0.exe");
   folder.MakeFolder(L"g\\w1.exe");
   folder.Write(L"g\\w2.exe", VersionedContent(5, 0, 0, 0));
   folder.Write(L"g\\w3.exe", VersionedContent(6, 0, 0, 0));
