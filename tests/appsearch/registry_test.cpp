@@ -124,7 +124,8 @@ TEST_CASE("a comparable value of another type is read until it is one") {
   const util::UniqueKernelHandle thread(
       ::CreateThread(nullptr, 0, &ReadOnThread, &reader, 0, nullptr));
   CHECK(::WaitForSingleObject(thread.Get(), 200) == WAIT_TIMEOUT);
-  key.SetText("v", "plain");
+  // Without a zero at its end, so that what was read before must not show through.
+  key.Set("v", REG_SZ, "plain", 5);
   REQUIRE(::WaitForSingleObject(thread.Get(), 10000) == WAIT_OBJECT_0);
   CHECK(reader.text == "plain");
 }
