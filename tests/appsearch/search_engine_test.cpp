@@ -5,7 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "support/temp_folder.h"
 #include "support/test_key.h"
+#include "support/versioned_file.h"
+#include "util/text.h"
+#include "util/unique_handle.h"
 
 using appsearch::CombiningMode;
 using appsearch::Criterion;
@@ -49,4 +53,33 @@ TEST_CASE("several criteria make one answer") {
     for (const std::string& finding : result.findings) findings += finding;
     CHECK(findings == c.findings);
   }
+}
+
+TEST_CASE("searches give back what they open") {
+  const test::TestKey key;
+  key.SetText("v", "1.0");
+  const test::TempFolder folder;
+  folder.Write(L"a\\b\\c.exe", test::VersionedContent(1, 0, 0, 0));
+  const std::string root = util::ToAnsi(folder.path());
+  const std::string value = key.path() + "\\v";
+  const std::vector<Criterion> criteria = {
+      {.kind = 0, .search = root + "\\c.exe?2"},
+      {.kind = 0, .search = root + "\\c.exe?2", .lowest = "2", .view64 = true},
+      {.kind = 0, .search = "!" + value + "!\\c.exe"},
+      {.kind = 1, .search = "HKCU\\Software"},
+      {.kind = 2, .search = value},
+      {.kind = 5, .search = key.path()},
+      {.kind = 7, .search = value},
+      {.kind = 9, .search = value, .reference = "=2"},
+  };
+  const SearchEngine engine(nullptr, appsearch::FolderResolver(""));
+  // Handles are numbered from the lowest free one, so any that stays open moves the next.
+  const auto next_handle_after_search = [&] {
+    (void)engine.Search(criteria, CombiningMode::kAny, /*stop_early=*/false);
+    const util::UniqueKernelHandle event(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    return event.Get();
+  };
+  const HANDLE first = next_handle_after_search();  // After what the system opens once.
+  for (int round = 0; round < 5; ++round) (void)next_handle_after_search();
+  CHECK(next_handle_after_search() == first);
 }
