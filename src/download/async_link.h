@@ -1,0 +1,115 @@
+#ifndef DOWNLOAD_ASYNC_LINK_H_
+#define DOWNLOAD_ASYNC_LINK_H_
+
+#include <windows.h>
+#include <wininet.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "download/transfer_state.h"
+#include "util/unique_handle.h"
+
+namespace download {
+
+// The asynchronous call that is under way.
+enum class Operation : uint8_t {
+  kConnect = 0,
+  kOpenUrl = 1,
+  kOpenFtpFile = 2,
+  kRead = 3,
+  kFtpCommand = 4,
+  kFindFtpFile = 5,
+  kOpenRequest = 6,
+  kSend = 7,
+  kQueryAvailable = 8,
+};
+
+// Name of a kernel event made from a module's path: backslashes become underscores, and when path
+// and suffix together reach 260 characters, the suffix takes the place of the path's end.
+std::string EventName(std::string module_path, const char* suffix);
+
+// Where the internet library's threads leave what an asynchronous call came to, and where it puts
+// the data meanwhile: its callbacks, and its writes to buffers, can come after the worker gave up
+// and even after the downloader is gone. So the link counts what can still call back, each open
+// handle and the call under way, and goes with the last of them. No locks: the callback hands over
+// by setting `done`, the worker looks at results only after it. The events only end waits early;
+// their names are the same for every process that uses this module, so a signal proves nothing.
+class AsyncLink {
+ public:
+  static constexpr DWORD kBufferBytes = 51200;
+
+  // With one reference, the worker's. The session passes the link as context of its calls.
+  explicit AsyncLink(TransferState* state);
+  AsyncLink(const AsyncLink&) = delete;
+  AsyncLink& operator=(const AsyncLink&) = delete;
+
+  // The worker's side of a call: Begin() before it, EndAtOnce() when it did not become pending.
+  void Begin(Operation operation);
+  void EndAtOnce();
+  [[nodiscard]] const std::atomic<bool>& done() const { return done_; }
+  // Up to 10 ms, less when the call completes.
+  void WaitForCompletion() const { WaitABit(completion_.Get(), done_); }
+
+  // Once done: the handle a call gave, null for none, and the two words of its result.
+  [[nodiscard]] HINTERNET handle() const { return handle_; }
+  [[nodiscard]] DWORD error() const { return error_; }
+  [[nodiscard]] DWORD_PTR result() const { return result_; }
+  [[nodiscard]] const std::string& server_response() const { return server_response_; }
+  void ReadServerResponse();
+
+  // Places that the library may write to for as long as a call is under way.
+  DWORD count = 0;
+  WIN32_FIND_DATAA found = {};
+  char* buffer() { return buffer_.get(); }
+
+  // A handle that was opened with this link as its context; idempotent.
+  void Hold(HINTERNET handle);
+  // Around closing a handle; the wait is for the call under way, then for the handle itself, up to
+  // 1000 ms each.
+  void BeginClosing(HINTERNET handle);
+  void AwaitClosing();
+  void AwaitCompletion() const { AwaitFlag(completion_.Get(), done_); }
+  void SignalCompletion() const { ::SetEvent(completion_.Get()); }
+
+  // The end of the worker's use: no callback reaches the state or its listener from here on. True
+  // when none is to come at all.
+  bool Detach();
+
+  static void CALLBACK OnStatus(HINTERNET handle, DWORD_PTR context, DWORD status, void* info,
+                                DWORD info_bytes);
+
+ private:
+  static constexpr size_t kMaxHandles = 8;
+
+  ~AsyncLink() = default;
+  void OnCompleted(const INTERNET_ASYNC_RESULT& result);
+  void Forget(HINTERNET handle);
+  void Release();
+  static void WaitABit(HANDLE event, const std::atomic<bool>& flag);
+  static void AwaitFlag(HANDLE event, const std::atomic<bool>& flag);
+
+  TransferState* state_;
+  std::atomic<bool> attached_{true};
+  std::atomic<int> inside_{0};  // Callbacks that are running.
+  std::atomic<int> references_{1};
+  std::atomic<HINTERNET> handles_[kMaxHandles] = {};
+  std::atomic<HINTERNET> closing_handle_{nullptr};
+  std::atomic<bool> closed_{true};
+  std::atomic<bool> pending_{false};
+  std::atomic<bool> done_{true};
+  Operation operation_ = Operation::kConnect;
+  HINTERNET handle_ = nullptr;
+  DWORD error_ = 0;
+  DWORD_PTR result_ = 0;
+  std::string server_response_;
+  util::UniqueKernelHandle completion_;
+  util::UniqueKernelHandle closing_;
+  std::unique_ptr<char[]> buffer_;
+};
+
+}  // namespace download
+
+#endif  // DOWNLOAD_ASYNC_LINK_H_

@@ -1,0 +1,115 @@
+#include "download/downloader.h"
+
+#include <wininet.h>
+
+#include "download/module_path.h"
+#include "download/name_query.h"
+#include "download/request.h"
+#include "download/session.h"
+#include "download/transfer.h"
+#include "download/wininet.h"
+
+namespace download {
+namespace {
+
+constexpr DWORD kGraceMs = 60000;
+constexpr int32_t kNameRetries = 2;
+
+uint32_t RunTransfer(TransferState* state) {
+  if (LoadWinInet() != nullptr) return Transfer(state).Run();
+  const DWORD error = ::GetLastError();
+  if (state->listener != nullptr) state->listener->OnError(0, error);
+  return error;
+}
+
+template <uint32_t (*Body)(TransferState*)>
+DWORD WINAPI RunWorker(void* argument) {
+  auto* const state = static_cast<TransferState*>(argument);
+  return state->last_error = Body(state);
+}
+
+}  // namespace
+
+Downloader::Downloader(std::string target_folder, DownloadListener* listener,
+                       CredentialProvider* credentials)
+    : Downloader(listener, credentials) {
+  state_->target_folder = std::move(target_folder);
+}
+
+Downloader::Downloader(DownloadListener* listener, CredentialProvider* credentials)
+    : state_(std::make_unique<TransferState>()) {
+  state_->listener = listener;
+  state_->credentials = credentials;
+}
+
+Downloader::~Downloader() {
+  if (!thread_) return;
+  state_->stop = true;
+  ::WaitForSingleObject(thread_.Get(), kGraceMs);
+  DWORD exit_code = 0;
+  ::GetExitCodeThread(thread_.Get(), &exit_code);
+  if (exit_code != STILL_ACTIVE) return;
+  // It hangs in a call that nothing gets it out of. Whatever it held stays behind, and late
+  // callbacks must find the state, without the listener, and the code.
+  ::TerminateThread(thread_.Get(), 0);
+  state_->listener = nullptr;
+  (void)state_.release();
+  PinOwnModule();
+}
+
+uint32_t Downloader::Start(const std::string& url, const std::string& file_name, HWND parent,
+                           bool resume, bool wait, const char* extra_headers,
+                           bool want_last_modified) {
+  state_->url = url;
+  state_->file_name = file_name;
+  state_->parent = parent;
+  state_->resume = resume;
+  state_->want_last_modified = want_last_modified;
+  state_->extra_headers.reset();
+  if (extra_headers != nullptr) state_->extra_headers = extra_headers;
+  const uint32_t error = StartWorker(&RunWorker<&RunTransfer>);
+  return error == NO_ERROR && wait ? WaitForWorker() : error;
+}
+
+uint32_t Downloader::ResolveFileName(const std::string& url, std::string* name) {
+  if (LoadWinInet() == nullptr) return ::GetLastError();
+  UrlParts parts;
+  if (SplitUrl(url, &parts) == NO_ERROR && !IsHttp(parts.scheme)) return NO_ERROR;
+  state_->retries = kNameRetries;
+  state_->url = url;
+  state_->file_name.clear();
+  if (const uint32_t error = StartWorker(&RunWorker<&QueryName>)) return error;
+  const uint32_t error = WaitForWorker();
+  if (error == NO_ERROR) *name = state_->file_name;
+  return error;
+}
+
+bool Downloader::ProbeUrl(const std::string& url) {
+  if (LoadWinInet() == nullptr) return false;
+  Downloader probe(nullptr, nullptr);
+  Session session(probe.state_.get());
+  uint32_t offset = 0;
+  uint32_t size = 0;
+  return OpenRequest(&session, probe.state_.get(), url, &offset, &size, "HEAD") == NO_ERROR;
+}
+
+bool Downloader::IsReachable(const std::string& url) {
+  return LoadWinInet() != nullptr &&
+         Internet().InternetCheckConnectionA(url.c_str(), FLAG_ICC_FORCE_CONNECTION, 0) == TRUE;
+}
+
+uint32_t Downloader::StartWorker(LPTHREAD_START_ROUTINE worker) {
+  DWORD id = 0;  // The oldest systems insist on telling it.
+  thread_.Reset(::CreateThread(nullptr, 0, worker, state_.get(), 0, &id));
+  return thread_ ? NO_ERROR : ::GetLastError();
+}
+
+uint32_t Downloader::WaitForWorker() {
+  ::WaitForSingleObject(thread_.Get(), INFINITE);
+  DWORD exit_code = 0;
+  ::GetExitCodeThread(thread_.Get(), &exit_code);
+  thread_.Reset();
+  return exit_code;
+}
+
+}  // namespace download

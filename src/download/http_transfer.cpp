@@ -1,0 +1,206 @@
+#include "download/http_transfer.h"
+
+#include "download/header_fields.h"
+#include "download/user_dialogs.h"
+#include "download/wininet.h"
+
+namespace download {
+namespace {
+
+// Dates and names of a certificate that do not fit are let pass; all else about it asks the user.
+constexpr DWORD kRequestFlags =
+    INTERNET_FLAG_RELOAD | INTERNET_FLAG_NO_CACHE_WRITE | INTERNET_FLAG_KEEP_CONNECTION |
+    INTERNET_FLAG_IGNORE_CERT_DATE_INVALID | INTERNET_FLAG_IGNORE_CERT_CN_INVALID;
+constexpr DWORD kHeaderBytes = 260;
+
+std::optional<DWORD> ReadNumber(HINTERNET request, DWORD header) {
+  DWORD number = 0;
+  DWORD size = sizeof(number);
+  if (!Internet().HttpQueryInfoA(request, header | HTTP_QUERY_FLAG_NUMBER, &number, &size,
+                                 nullptr)) {
+    return std::nullopt;
+  }
+  return number;
+}
+
+bool IsCertificateError(DWORD error) {
+  return error == ERROR_INTERNET_INVALID_CA || error == ERROR_INTERNET_CLIENT_AUTH_CERT_NEEDED ||
+         error == ERROR_INTERNET_SEC_CERT_CN_INVALID ||
+         error == ERROR_INTERNET_SEC_CERT_DATE_INVALID;
+}
+
+std::string RangeHeader(uint32_t offset) {
+  char header[40];
+  ::wsprintfA(header, "Range: bytes=%u-\r\n", offset);
+  return header;
+}
+
+// One request, sent until the server's answer is final.
+class HttpRequest {
+ public:
+  HttpRequest(Session* session, TransferState* state, uint32_t* offset, uint32_t* size)
+      : session_(session), state_(state), offset_(offset), size_(size) {}
+
+  uint32_t Open(const char* verb, const UrlParts& url, bool no_auto_redirect);
+
+ private:
+  uint32_t SendUntilAnswered();
+  uint32_t ReadAnswer(DWORD status, uint32_t send_error, bool* send_again);
+  uint32_t TakeWholeFile(DWORD length);
+  uint32_t TakeRange(DWORD length, bool* send_again);
+  bool LogIn(DWORD status);
+  void AskForRange(uint32_t offset);
+
+  Session* session_;
+  TransferState* state_;
+  uint32_t* offset_;
+  uint32_t* size_;
+  uint32_t asked_offset_ = 0;  // What the request's range header says; 0 without one.
+  std::string headers_;
+};
+
+uint32_t HttpRequest::Open(const char* verb, const UrlParts& url, bool no_auto_redirect) {
+  if (const uint32_t error =
+          session_->Connect(url, url.user, url.password, INTERNET_SERVICE_HTTP, 0)) {
+    return error;
+  }
+  DWORD flags = kRequestFlags;
+  if (url.scheme == INTERNET_SCHEME_HTTPS) flags |= INTERNET_FLAG_SECURE;
+  if (no_auto_redirect) flags |= INTERNET_FLAG_NO_AUTO_REDIRECT;
+  if (const uint32_t error = session_->OpenRequest(verb, url.path + url.extra, flags)) return error;
+  AskForRange(*offset_);
+  state_->SendConnecting();
+  return SendUntilAnswered();
+}
+
+void HttpRequest::AskForRange(uint32_t offset) {
+  asked_offset_ = offset;
+  headers_ = offset != 0 ? RangeHeader(offset) : std::string();
+  if (state_->extra_headers) headers_ += *state_->extra_headers;
+}
+
+uint32_t HttpRequest::SendUntilAnswered() {
+  for (;;) {
+    const uint32_t send_error = session_->Send(headers_);
+    if (send_error == kCancelled) return kCancelled;
+    const std::optional<DWORD> status = ReadNumber(session_->request(), HTTP_QUERY_STATUS_CODE);
+    if (!status) {
+      const DWORD error = ::GetLastError();
+      // What went wrong first says more, and decides whether another attempt is worth while.
+      return send_error != NO_ERROR ? send_error : error;
+    }
+    bool send_again = false;
+    const uint32_t result = ReadAnswer(*status, send_error, &send_again);
+    if (send_again) continue;
+    const bool mended = IsCertificateError(result)
+                            ? AskAboutCertificate(*state_, session_->request(), result)
+                            : result == kAuthenticationRequired && LogIn(*status);
+    if (!mended) return result;
+  }
+}
+
+// The result by status. A failed send has no status, and its error stands.
+uint32_t HttpRequest::ReadAnswer(DWORD status, uint32_t send_error, bool* send_again) {
+  const HINTERNET request = session_->request();
+  const DWORD length = ReadNumber(request, HTTP_QUERY_CONTENT_LENGTH).value_or(0);
+  if (state_->want_last_modified && status != HTTP_STATUS_NOT_MODIFIED) {
+    DWORD size = sizeof(SYSTEMTIME);
+    if (!Internet().HttpQueryInfoA(request, HTTP_QUERY_LAST_MODIFIED | HTTP_QUERY_FLAG_SYSTEMTIME,
+                                   &state_->last_modified, &size, nullptr)) {
+      state_->last_modified = {};
+    }
+  }
+  switch (status) {
+    case HTTP_STATUS_OK:
+      return TakeWholeFile(length) != NO_ERROR ? kAlreadyComplete : send_error;
+    case HTTP_STATUS_PARTIAL_CONTENT: {
+      const uint32_t error = TakeRange(length, send_again);
+      return error != NO_ERROR ? error : send_error;
+    }
+    case HTTP_STATUS_NOT_MODIFIED:
+      return kNotModified;
+    case HTTP_STATUS_DENIED:
+    case HTTP_STATUS_PROXY_AUTH_REQ:
+    case HTTP_STATUS_FORBIDDEN:
+    case HTTP_STATUS_NOT_FOUND:
+    case HTTP_STATUS_GONE:
+      *offset_ = 0;
+      *size_ = 0;
+      if (status == HTTP_STATUS_FORBIDDEN) return kForbidden;
+      return status == HTTP_STATUS_NOT_FOUND || status == HTTP_STATUS_GONE
+                 ? kNotFound
+                 : kAuthenticationRequired;
+    default:
+      *offset_ = 0;
+      *size_ = length;
+      return send_error;
+  }
+}
+
+uint32_t HttpRequest::TakeWholeFile(DWORD length) {
+  *size_ = length;
+  if (length != 0 && length <= *offset_) return kAlreadyComplete;
+  *offset_ = 0;
+  return NO_ERROR;
+}
+
+uint32_t HttpRequest::TakeRange(DWORD length, bool* send_again) {
+  const auto header = ReadHeader(session_->request(), HTTP_QUERY_CONTENT_RANGE);
+  if (header && StartOfRange(*header).value_or(asked_offset_) != asked_offset_) {
+    // Another part than the one that was asked for would spoil the file.
+    if (asked_offset_ == 0) return ERROR_HTTP_INVALID_SERVER_RESPONSE;
+    *offset_ = 0;
+    AskForRange(0);
+    *send_again = true;
+    return NO_ERROR;
+  }
+  // A login in between has cleared the offset, but the range was asked for all the same.
+  *offset_ = length != 0 ? asked_offset_ : 0;
+  *size_ = length != 0 ? length + asked_offset_ : 0;
+  return NO_ERROR;
+}
+
+bool HttpRequest::LogIn(DWORD status) {
+  const bool proxy = status == HTTP_STATUS_PROXY_AUTH_REQ;
+  MakeParentReady(*state_, kWindowForCredentials);
+  state_->SendState(kDialogShown);
+  const auto header = ReadHeader(
+      session_->request(), proxy ? HTTP_QUERY_PROXY_AUTHENTICATE : HTTP_QUERY_WWW_AUTHENTICATE);
+  std::string user;
+  std::string password;
+  const bool given =
+      AskForCredentials(*state_, header ? RealmOf(*header) : std::string(), &user, &password);
+  if (given) {
+    const auto set = [&](DWORD option, std::string* text) {
+      (void)Internet().InternetSetOptionA(session_->request(), option, text->data(),
+                                          static_cast<DWORD>(text->size() + 1));
+    };
+    set(proxy ? INTERNET_OPTION_PROXY_USERNAME : INTERNET_OPTION_USERNAME, &user);
+    set(proxy ? INTERNET_OPTION_PROXY_PASSWORD : INTERNET_OPTION_PASSWORD, &password);
+    state_->credentials->OnCredentialsApplied();
+  }
+  state_->SendState(kDialogClosed);
+  return given;
+}
+
+}  // namespace
+
+uint32_t OpenHttp(Session* session, TransferState* state, const char* verb, const UrlParts& url,
+                  bool no_auto_redirect, uint32_t* offset, uint32_t* size) {
+  return HttpRequest(session, state, offset, size).Open(verb, url, no_auto_redirect);
+}
+
+std::optional<std::string> ReadHeader(HINTERNET request, DWORD header) {
+  std::string text(kHeaderBytes, '\0');
+  auto size = static_cast<DWORD>(text.size());
+  BOOL found = Internet().HttpQueryInfoA(request, header, text.data(), &size, nullptr);
+  if (!found && ::GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
+    text.resize(++size);
+    found = Internet().HttpQueryInfoA(request, header, text.data(), &size, nullptr);
+  }
+  if (!found) return std::nullopt;
+  text.resize(size);
+  return text;
+}
+
+}  // namespace download

@@ -1,0 +1,73 @@
+#include "download/partial_file.h"
+
+namespace download {
+namespace {
+
+constexpr char kSeparators[] = "\\/";
+
+uint64_t SizeOf(HANDLE file) {
+  DWORD high = 0;
+  const DWORD low = ::GetFileSize(file, &high);
+  return uint64_t{high} << 32 | low;
+}
+
+bool IsFolder(const std::string& path) {
+  const DWORD attributes = ::GetFileAttributesA(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+uint32_t MakeFolder(const std::string& path) {
+  if (path.empty() || path.back() == ':' || IsFolder(path)) return NO_ERROR;
+  const size_t separator = path.find_last_of(kSeparators);
+  if (separator != std::string::npos) {
+    if (const uint32_t error = MakeFolder(path.substr(0, separator))) return error;
+  }
+  if (::CreateDirectoryA(path.c_str(), nullptr)) return NO_ERROR;
+  const DWORD error = ::GetLastError();
+  // Somebody else may have been faster.
+  return IsFolder(path) ? NO_ERROR : error;
+}
+
+}  // namespace
+
+uint32_t PartialFile::ReadOldSize() const {
+  const util::UniqueFile file(::CreateFileA(path_.c_str(), GENERIC_READ,
+                                            FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  const uint64_t size = file ? SizeOf(file.Get()) : 0;
+  return size <= 0xFFFFFFFF ? static_cast<uint32_t>(size) : 0;
+}
+
+uint32_t PartialFile::MakeFolders() const {
+  const size_t separator = path_.find_last_of(kSeparators);
+  return separator == std::string::npos ? NO_ERROR : MakeFolder(path_.substr(0, separator));
+}
+
+uint32_t PartialFile::Open(bool go_on) {
+  file_.Reset(::CreateFileA(path_.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                            go_on ? OPEN_EXISTING : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file_) return ::GetLastError();
+  if (go_on) ::SetFilePointer(file_.Get(), 0, nullptr, FILE_END);
+  return NO_ERROR;
+}
+
+uint32_t PartialFile::Write(const char* data, DWORD count) {
+  DWORD written = 0;
+  if (!::WriteFile(file_.Get(), data, count, &written, nullptr)) return ::GetLastError();
+  return written == count ? NO_ERROR : ERROR_DISK_FULL;
+}
+
+uint64_t PartialFile::FlushedSize() const {
+  ::FlushFileBuffers(file_.Get());
+  return Size();
+}
+
+uint64_t PartialFile::Size() const { return SizeOf(file_.Get()); }
+
+void PartialFile::Finish() {
+  file_.Reset();
+  ::DeleteFileA(target_.c_str());
+  ::MoveFileA(path_.c_str(), target_.c_str());
+}
+
+}  // namespace download

@@ -1,0 +1,50 @@
+#ifndef DOWNLOAD_PARTIAL_FILE_H_
+#define DOWNLOAD_PARTIAL_FILE_H_
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+
+#include "util/unique_handle.h"
+
+namespace download {
+
+// The bytes that have arrived so far, in a file beside the target under the target's name with
+// ".part" after it. It outlives a transfer that failed or was cancelled. Results are 0 or an error
+// of the system. Used on the worker thread.
+class PartialFile {
+ public:
+  PartialFile() = default;
+  // Nothing is touched yet. Texts are in the ANSI code page.
+  explicit PartialFile(std::string target) : target_(std::move(target)), path_(target_ + ".part") {}
+
+  // How much of it an earlier transfer left. 0 without one, and for one of 4 GiB or more, which
+  // cannot be continued because positions have 32 bits.
+  [[nodiscard]] uint32_t ReadOldSize() const;
+
+  // Makes the folders above it.
+  [[nodiscard]] uint32_t MakeFolders() const;
+
+  // Opens it to go on at its end, or made anew, for this transfer alone.
+  [[nodiscard]] uint32_t Open(bool go_on);
+
+  [[nodiscard]] uint32_t Write(const char* data, DWORD count);
+
+  // The size once everything that was written is on its way to the disk.
+  [[nodiscard]] uint64_t FlushedSize() const;
+  [[nodiscard]] uint64_t Size() const;
+
+  // Closes it and puts it in the place of the target. A target that cannot be replaced stays, and
+  // nobody is told, on purpose: whoever wants the file checks it anyway.
+  void Finish();
+
+ private:
+  std::string target_;
+  std::string path_;
+  util::UniqueFile file_;
+};
+
+}  // namespace download
+
+#endif  // DOWNLOAD_PARTIAL_FILE_H_

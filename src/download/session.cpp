@@ -1,0 +1,184 @@
+#include "download/session.h"
+
+#include "download/ftp_functions.h"
+#include "download/module_path.h"
+
+namespace download {
+namespace {
+
+constexpr char kAgent[] = "Quorix";
+
+const char* OrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
+
+// A failed call without a reason must not look like a success.
+uint32_t Failure(DWORD error) { return error != NO_ERROR ? error : ERROR_INTERNET_INTERNAL_ERROR; }
+
+}  // namespace
+
+Session::Session(TransferState* state) : state_(state), link_(new AsyncLink(state)) {
+  const bool direct = state->proxy.empty();
+  root_.Reset(Internet().InternetOpenA(
+      kAgent, direct ? INTERNET_OPEN_TYPE_PRECONFIG : INTERNET_OPEN_TYPE_PROXY,
+      OrNull(state->proxy), nullptr, INTERNET_FLAG_ASYNC));
+  Internet().InternetSetStatusCallbackA(root_.Get(), &AsyncLink::OnStatus);
+}
+
+Session::~Session() {
+  CloseRequest();
+  if (connection_ && !link_->done()) {
+    CloseAwaited(connection_.Release());  // Cancelled while a request was being opened on it.
+  }
+  connection_.Reset();
+  root_.Reset();
+  state_->server_response = link_->server_response();
+  if (!link_->Detach()) PinOwnModule();
+}
+
+uint32_t Session::Connect(const UrlParts& url, const std::string& user, const std::string& password,
+                          DWORD service, DWORD flags) {
+  CloseRequest();
+  connection_.Reset();
+  return RunOpening(Operation::kConnect, connection_.Receive(), [&] {
+    return Internet().InternetConnectA(root_.Get(), url.host.c_str(), url.port, OrNull(user),
+                                       OrNull(password), service, flags, context());
+  });
+}
+
+uint32_t Session::OpenRequest(const char* verb, const std::string& object, DWORD flags) {
+  const char* accepted[] = {"*/*", nullptr};
+  return RunOpening(Operation::kOpenRequest, &request_, [&] {
+    return Internet().HttpOpenRequestA(connection_.Get(), verb, object.c_str(), "HTTP/1.0", "",
+                                       accepted, flags, context());
+  });
+}
+
+uint32_t Session::Send(const std::string& headers) {
+  link_->Begin(Operation::kSend);
+  if (Internet().HttpSendRequestA(request_, OrNull(headers), static_cast<DWORD>(headers.size()),
+                                  nullptr, 0)) {
+    link_->EndAtOnce();
+    return NO_ERROR;
+  }
+  const DWORD error = ::GetLastError();
+  if (error != ERROR_IO_PENDING) {
+    link_->EndAtOnce();
+    return Failure(error);
+  }
+  if (const uint32_t ended = Await(/*pausable=*/false)) return ended;
+  return link_->result() != 0 ? NO_ERROR : Failure(link_->error());
+}
+
+uint32_t Session::OpenFtpFile(const std::string& path) {
+  const uint32_t error = RunOpening(Operation::kOpenFtpFile, &request_, [&] {
+    return Internet().FtpOpenFileA(connection_.Get(), path.c_str(), GENERIC_READ,
+                                   FTP_TRANSFER_TYPE_BINARY | INTERNET_FLAG_RELOAD, context());
+  });
+  if (error != NO_ERROR && error != kCancelled) link_->ReadServerResponse();
+  return error;
+}
+
+uint32_t Session::FindFtpFileSize(const std::string& path, uint32_t* size) {
+  HINTERNET search = nullptr;
+  const uint32_t error = RunOpening(Operation::kFindFtpFile, &search, [&] {
+    return Internet().FtpFindFirstFileA(connection_.Get(), path.c_str(), &link_->found, 0,
+                                        context());
+  });
+  *size = error == NO_ERROR ? link_->found.nFileSizeLow : 0;
+  if (search != nullptr) CloseAwaited(search);
+  return error == kCancelled ? error : NO_ERROR;
+}
+
+uint32_t Session::SendFtpCommand(const std::string& command) {
+  link_->Begin(Operation::kFtpCommand);
+  if (FtpCommand(connection_.Get(), command.c_str(), context())) {
+    link_->EndAtOnce();
+    link_->ReadServerResponse();
+    return NO_ERROR;
+  }
+  const DWORD error = ::GetLastError();
+  if (error != ERROR_IO_PENDING) {
+    link_->EndAtOnce();
+    return Failure(error);
+  }
+  if (const uint32_t ended = Await(/*pausable=*/false)) return ended;
+  return link_->result() != 0 ? NO_ERROR : Failure(link_->error());
+}
+
+uint32_t Session::QueryAvailable(DWORD* count) {
+  return RunReading(Operation::kQueryAvailable, count, [&] {
+    return Internet().InternetQueryDataAvailable(request_, &link_->count, 0, context());
+  });
+}
+
+uint32_t Session::Read(DWORD limit, DWORD* count) {
+  const DWORD wanted = limit < AsyncLink::kBufferBytes ? limit : AsyncLink::kBufferBytes;
+  return RunReading(Operation::kRead, count, [&] {
+    return Internet().InternetReadFile(request_, link_->buffer(), wanted, &link_->count);
+  });
+}
+
+void Session::CloseRequest() {
+  if (request_ != nullptr) CloseAwaited(std::exchange(request_, nullptr));
+}
+
+template <typename Call>
+uint32_t Session::RunOpening(Operation operation, HINTERNET* handle, Call call) {
+  link_->Begin(operation);
+  ::SetLastError(NO_ERROR);
+  HINTERNET opened = call();
+  const DWORD error = ::GetLastError();
+  if (opened != nullptr) {
+    link_->EndAtOnce();
+    link_->Hold(opened);
+  } else {
+    // Some versions of the library say neither "pending" nor anything else.
+    if (error != ERROR_IO_PENDING && error != NO_ERROR) {
+      link_->EndAtOnce();
+      return error;
+    }
+    if (const uint32_t ended = Await(/*pausable=*/false)) return ended;
+    opened = link_->handle();
+    if (opened == nullptr) return Failure(link_->error());
+  }
+  *handle = opened;
+  return NO_ERROR;
+}
+
+template <typename Call>
+uint32_t Session::RunReading(Operation operation, DWORD* count, Call call) {
+  link_->Begin(operation);
+  link_->count = 0;
+  if (call()) {
+    link_->EndAtOnce();
+    *count = link_->count;
+    return NO_ERROR;
+  }
+  const DWORD error = ::GetLastError();
+  if (error != ERROR_IO_PENDING) {
+    link_->EndAtOnce();
+    return Failure(error);
+  }
+  if (const uint32_t ended = Await(/*pausable=*/true)) return ended;
+  if (link_->result() == 0) return Failure(link_->error());
+  // A call that succeeded leaves its count in the error word.
+  const auto counted = static_cast<int32_t>(link_->error());
+  *count = counted > 0 ? static_cast<DWORD>(counted) : link_->count;
+  return NO_ERROR;
+}
+
+uint32_t Session::Await(bool pausable) {
+  while (!link_->done()) {
+    if (state_->IsCancelled()) return kCancelled;
+    if (pausable) state_->WaitWhilePaused(&link_->done());
+    link_->WaitForCompletion();
+  }
+  return NO_ERROR;
+}
+
+void Session::CloseAwaited(HINTERNET handle) {
+  link_->BeginClosing(handle);
+  Internet().InternetCloseHandle(handle);
+  link_->AwaitClosing();
+}
+
+}  // namespace download

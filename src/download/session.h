@@ -1,0 +1,75 @@
+#ifndef DOWNLOAD_SESSION_H_
+#define DOWNLOAD_SESSION_H_
+
+#include <windows.h>
+#include <wininet.h>
+
+#include <cstdint>
+#include <string>
+
+#include "download/async_link.h"
+#include "download/transfer_state.h"
+#include "download/url.h"
+#include "download/wininet.h"
+
+namespace download {
+
+// One worker's asynchronous session with the internet library: at most one connection and, on it,
+// one request or file. Each operation blocks until it completes or the transfer is cancelled, which
+// it looks for every 10 ms, and answers 0, the library's error or kCancelled; after the last only
+// the destructor may follow. Used on one thread.
+class Session {
+ public:
+  // A session that the library refuses is not reported here: the operations then fail with the
+  // library's own errors.
+  explicit Session(TransferState* state);
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  // Closes request, connection and session, in this order.
+  ~Session();
+
+  // The new connection takes the place of the one before it.
+  [[nodiscard]] uint32_t Connect(const UrlParts& url, const std::string& user,
+                                 const std::string& password, DWORD service, DWORD flags);
+  [[nodiscard]] uint32_t OpenRequest(const char* verb, const std::string& object, DWORD flags);
+  [[nodiscard]] uint32_t Send(const std::string& headers);
+  // Fetches the server's last response text when it fails.
+  [[nodiscard]] uint32_t OpenFtpFile(const std::string& path);
+  // The low word of the file's size as the server lists it, 0 when it cannot be told.
+  [[nodiscard]] uint32_t FindFtpFileSize(const std::string& path, uint32_t* size);
+  [[nodiscard]] uint32_t SendFtpCommand(const std::string& command);
+
+  // How many bytes can be read without waiting; 0 at the end of the data.
+  [[nodiscard]] uint32_t QueryAvailable(DWORD* count);
+  // Reads at most `limit` and at most AsyncLink::kBufferBytes bytes into data().
+  [[nodiscard]] uint32_t Read(DWORD limit, DWORD* count);
+  [[nodiscard]] const char* data() const { return link_->buffer(); }
+
+  // Null without one.
+  [[nodiscard]] HINTERNET request() const { return request_; }
+  [[nodiscard]] const std::string& server_response() const { return link_->server_response(); }
+  // Waits until the library is done with it, up to two seconds.
+  void CloseRequest();
+  // For whoever else waits for the completion event.
+  void SignalCompletion() { link_->SignalCompletion(); }
+
+ private:
+  template <typename Call>
+  uint32_t RunOpening(Operation operation, HINTERNET* handle, Call call);
+  template <typename Call>
+  uint32_t RunReading(Operation operation, DWORD* count, Call call);
+  uint32_t Await(bool pausable);
+  void CloseAwaited(HINTERNET handle);
+
+  [[nodiscard]] DWORD_PTR context() const { return reinterpret_cast<DWORD_PTR>(link_); }
+
+  TransferState* state_;
+  AsyncLink* link_;  // One reference is the session's.
+  UniqueInternetRoot root_;
+  UniqueInternet connection_;
+  HINTERNET request_ = nullptr;  // Owned; closed by CloseRequest().
+};
+
+}  // namespace download
+
+#endif  // DOWNLOAD_SESSION_H_
