@@ -110,17 +110,18 @@ void AsyncLink::BeginClosing(HINTERNET handle) {
   ::ResetEvent(closing_.Get());
 }
 
-void AsyncLink::AwaitClosing() {
-  AwaitCompletion();
-  AwaitFlag(closing_.Get(), closed_);
+bool AsyncLink::AwaitClosing() const {
+  if (!AwaitFlag(completion_.Get(), done_)) return false;
+  (void)AwaitFlag(closing_.Get(), closed_);  // What is not closed yet will be.
+  return true;
 }
 
-bool AsyncLink::Detach() {
+bool AsyncLink::Detach(bool wait) {
   attached_ = false;
   while (inside_ != 0) ::Sleep(1);
   // The library's threads are about to let go of what was closed, or of a call that was cancelled.
   const DWORD start = ::GetTickCount();
-  while (references_ != 1 && ::GetTickCount() - start < kClosingMs) ::Sleep(1);
+  while (wait && references_ != 1 && ::GetTickCount() - start < kClosingMs) ::Sleep(1);
   const bool last = references_ == 1;
   Release();
   return last;
@@ -135,9 +136,10 @@ void AsyncLink::WaitABit(HANDLE event, const std::atomic<bool>& flag) {
   if (::WaitForSingleObject(event, kPollMs) != WAIT_TIMEOUT && !flag) ::Sleep(kPollMs);
 }
 
-void AsyncLink::AwaitFlag(HANDLE event, const std::atomic<bool>& flag) {
+bool AsyncLink::AwaitFlag(HANDLE event, const std::atomic<bool>& flag) {
   const DWORD start = ::GetTickCount();
   while (!flag && ::GetTickCount() - start < kClosingMs) WaitABit(event, flag);
+  return flag;
 }
 
 void CALLBACK AsyncLink::OnStatus(HINTERNET /*handle*/, DWORD_PTR context, DWORD status, void* info,

@@ -67,16 +67,15 @@ class AsyncLink {
 
   // A handle that was opened with this link as its context; idempotent.
   void Hold(HINTERNET handle);
-  // Around closing a handle; the wait is for the call under way, then for the handle itself, up to
-  // 1000 ms each.
+  // Around closing a handle. The wait is for the call under way, then for the handle itself, up to
+  // 1000 ms each; false when the call is stuck.
   void BeginClosing(HINTERNET handle);
-  void AwaitClosing();
-  void AwaitCompletion() const { AwaitFlag(completion_.Get(), done_); }
+  bool AwaitClosing() const;
   void SignalCompletion() const { ::SetEvent(completion_.Get()); }
 
   // The end of the worker's use: no callback reaches the state or its listener from here on. True
-  // when none is to come at all.
-  bool Detach();
+  // when none is to come at all, for which `wait` waits up to 1000 ms.
+  bool Detach(bool wait);
 
   static void CALLBACK OnStatus(HINTERNET handle, DWORD_PTR context, DWORD status, void* info,
                                 DWORD info_bytes);
@@ -89,7 +88,7 @@ class AsyncLink {
   void Forget(HINTERNET handle);
   void Release();
   static void WaitABit(HANDLE event, const std::atomic<bool>& flag);
-  static void AwaitFlag(HANDLE event, const std::atomic<bool>& flag);
+  static bool AwaitFlag(HANDLE event, const std::atomic<bool>& flag);
 
   TransferState* state_;
   std::atomic<bool> attached_{true};

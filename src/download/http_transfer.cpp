@@ -12,6 +12,7 @@ constexpr DWORD kRequestFlags =
     INTERNET_FLAG_RELOAD | INTERNET_FLAG_NO_CACHE_WRITE | INTERNET_FLAG_KEEP_CONNECTION |
     INTERNET_FLAG_IGNORE_CERT_DATE_INVALID | INTERNET_FLAG_IGNORE_CERT_CN_INVALID;
 constexpr DWORD kHeaderBytes = 260;
+constexpr DWORD kRangeNotSatisfiable = 416;
 
 std::optional<DWORD> ReadNumber(HINTERNET request, DWORD header) {
   DWORD number = 0;
@@ -44,18 +45,17 @@ class HttpRequest {
   uint32_t Open(const char* verb, const UrlParts& url, bool no_auto_redirect);
 
  private:
-  uint32_t SendUntilAnswered();
-  uint32_t ReadAnswer(DWORD status, uint32_t send_error, bool* send_again);
+  uint32_t SendUntilAnswered(bool* ask_for_all);
+  uint32_t ReadAnswer(DWORD status, uint32_t send_error, bool* ask_for_all);
   uint32_t TakeWholeFile(DWORD length);
-  uint32_t TakeRange(DWORD length, bool* send_again);
+  bool IsAskedRange(DWORD length) const;
   bool LogIn(DWORD status);
-  void AskForRange(uint32_t offset);
 
   Session* session_;
   TransferState* state_;
   uint32_t* offset_;
   uint32_t* size_;
-  uint32_t asked_offset_ = 0;  // What the request's range header says; 0 without one.
+  uint32_t asked_offset_ = 0;  // What the range header says; 0 without one.
   std::string headers_;
 };
 
@@ -67,19 +67,24 @@ uint32_t HttpRequest::Open(const char* verb, const UrlParts& url, bool no_auto_r
   DWORD flags = kRequestFlags;
   if (url.scheme == INTERNET_SCHEME_HTTPS) flags |= INTERNET_FLAG_SECURE;
   if (no_auto_redirect) flags |= INTERNET_FLAG_NO_AUTO_REDIRECT;
-  if (const uint32_t error = session_->OpenRequest(verb, url.path + url.extra, flags)) return error;
-  AskForRange(*offset_);
-  state_->SendConnecting();
-  return SendUntilAnswered();
+  for (;;) {
+    if (const uint32_t error = session_->OpenRequest(verb, url.path + url.extra, flags)) {
+      return error;
+    }
+    asked_offset_ = *offset_;
+    headers_ = asked_offset_ != 0 ? RangeHeader(asked_offset_) : std::string();
+    if (state_->extra_headers) headers_ += *state_->extra_headers;
+    state_->SendConnecting();
+    bool ask_for_all = false;
+    const uint32_t result = SendUntilAnswered(&ask_for_all);
+    if (!ask_for_all) return result;
+    *offset_ = 0;
+    // A request keeps the range header that it was sent with, so this takes a new one.
+    session_->CloseRequest();
+  }
 }
 
-void HttpRequest::AskForRange(uint32_t offset) {
-  asked_offset_ = offset;
-  headers_ = offset != 0 ? RangeHeader(offset) : std::string();
-  if (state_->extra_headers) headers_ += *state_->extra_headers;
-}
-
-uint32_t HttpRequest::SendUntilAnswered() {
+uint32_t HttpRequest::SendUntilAnswered(bool* ask_for_all) {
   for (;;) {
     const uint32_t send_error = session_->Send(headers_);
     if (send_error == kCancelled) return kCancelled;
@@ -89,9 +94,7 @@ uint32_t HttpRequest::SendUntilAnswered() {
       // What went wrong first says more, and decides whether another attempt is worth while.
       return send_error != NO_ERROR ? send_error : error;
     }
-    bool send_again = false;
-    const uint32_t result = ReadAnswer(*status, send_error, &send_again);
-    if (send_again) continue;
+    const uint32_t result = ReadAnswer(*status, send_error, ask_for_all);
     const bool mended = IsCertificateError(result)
                             ? AskAboutCertificate(*state_, session_->request(), result)
                             : result == kAuthenticationRequired && LogIn(*status);
@@ -100,7 +103,7 @@ uint32_t HttpRequest::SendUntilAnswered() {
 }
 
 // The result by status. A failed send has no status, and its error stands.
-uint32_t HttpRequest::ReadAnswer(DWORD status, uint32_t send_error, bool* send_again) {
+uint32_t HttpRequest::ReadAnswer(DWORD status, uint32_t send_error, bool* ask_for_all) {
   const HINTERNET request = session_->request();
   const DWORD length = ReadNumber(request, HTTP_QUERY_CONTENT_LENGTH).value_or(0);
   if (state_->want_last_modified && status != HTTP_STATUS_NOT_MODIFIED) {
@@ -113,10 +116,19 @@ uint32_t HttpRequest::ReadAnswer(DWORD status, uint32_t send_error, bool* send_a
   switch (status) {
     case HTTP_STATUS_OK:
       return TakeWholeFile(length) != NO_ERROR ? kAlreadyComplete : send_error;
-    case HTTP_STATUS_PARTIAL_CONTENT: {
-      const uint32_t error = TakeRange(length, send_again);
-      return error != NO_ERROR ? error : send_error;
-    }
+    case HTTP_STATUS_PARTIAL_CONTENT:
+      // Another part than the one asked for would spoil the file, and one of unknown extent might.
+      *ask_for_all = asked_offset_ != 0 && !IsAskedRange(length);
+      // Not what came in: a login in between has cleared that, but the range was asked for.
+      *offset_ = length != 0 ? asked_offset_ : 0;
+      *size_ = length != 0 ? length + asked_offset_ : 0;
+      return send_error;
+    case kRangeNotSatisfiable:
+      // The bytes present are those of another file, or all of this one.
+      *ask_for_all = asked_offset_ != 0;
+      *offset_ = 0;
+      *size_ = length;
+      return send_error;
     case HTTP_STATUS_NOT_MODIFIED:
       return kNotModified;
     case HTTP_STATUS_DENIED:
@@ -144,20 +156,9 @@ uint32_t HttpRequest::TakeWholeFile(DWORD length) {
   return NO_ERROR;
 }
 
-uint32_t HttpRequest::TakeRange(DWORD length, bool* send_again) {
+bool HttpRequest::IsAskedRange(DWORD length) const {
   const auto header = ReadHeader(session_->request(), HTTP_QUERY_CONTENT_RANGE);
-  if (header && StartOfRange(*header).value_or(asked_offset_) != asked_offset_) {
-    // Another part than the one that was asked for would spoil the file.
-    if (asked_offset_ == 0) return ERROR_HTTP_INVALID_SERVER_RESPONSE;
-    *offset_ = 0;
-    AskForRange(0);
-    *send_again = true;
-    return NO_ERROR;
-  }
-  // A login in between has cleared the offset, but the range was asked for all the same.
-  *offset_ = length != 0 ? asked_offset_ : 0;
-  *size_ = length != 0 ? length + asked_offset_ : 0;
-  return NO_ERROR;
+  return length != 0 && (!header || StartOfRange(*header).value_or(asked_offset_) == asked_offset_);
 }
 
 bool HttpRequest::LogIn(DWORD status) {

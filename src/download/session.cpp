@@ -25,13 +25,10 @@ Session::Session(TransferState* state) : state_(state), link_(new AsyncLink(stat
 
 Session::~Session() {
   CloseRequest();
-  if (connection_ && !link_->done()) {
-    CloseAwaited(connection_.Release());  // Cancelled while a request was being opened on it.
-  }
   connection_.Reset();
   root_.Reset();
-  state_->server_response = link_->server_response();
-  if (!link_->Detach()) PinOwnModule();
+  if (link_->done()) state_->server_response = link_->server_response();
+  if (!link_->Detach(/*wait=*/!stuck_)) PinOwnModule();
 }
 
 uint32_t Session::Connect(const UrlParts& url, const std::string& user, const std::string& password,
@@ -178,7 +175,7 @@ uint32_t Session::Await(bool pausable) {
 void Session::CloseAwaited(HINTERNET handle) {
   link_->BeginClosing(handle);
   Internet().InternetCloseHandle(handle);
-  link_->AwaitClosing();
+  stuck_ = !link_->AwaitClosing();
 }
 
 }  // namespace download

@@ -68,6 +68,7 @@ class Session {
   UniqueInternetRoot root_;
   UniqueInternet connection_;
   HINTERNET request_ = nullptr;  // Owned; closed by CloseRequest().
+  bool stuck_ = false;           // The library did not give a closed handle's call up.
 };
 
 }  // namespace download

@@ -6,6 +6,7 @@
 
 #include "appsearch/app_search_runner.h"
 #include "prereq/cleanup.h"
+#include "prereq/download_phase.h"
 #include "prereq/install_phase.h"
 #include "prereq/manager.h"
 #include "prereq/verify_phase.h"
@@ -14,6 +15,11 @@
 extern "C" UINT WINAPI CleanPrereq(MSIHANDLE install) {
   prereq::CleanupRunner(install).Run();
   return ERROR_SUCCESS;
+}
+
+extern "C" UINT WINAPI DownloadPrereq(MSIHANDLE install) {
+  prereq::PrerequisiteManager manager(install);
+  return prereq::RunDownloadPhase(&manager);
 }
 
 extern "C" UINT WINAPI InstallPrereq(MSIHANDLE install) {

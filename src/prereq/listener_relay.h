@@ -1,0 +1,54 @@
+#ifndef PREREQ_LISTENER_RELAY_H_
+#define PREREQ_LISTENER_RELAY_H_
+
+#include <windows.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "download/download_listener.h"
+#include "util/unique_handle.h"
+
+namespace prereq {
+
+// Carries what a transfer's worker thread reports to the thread of the action, the only one that
+// may talk to the installer. The worker waits for each report to be passed on: so the order is
+// kept, and a Cancel that answers a report is seen before the next byte is written.
+class ListenerRelay final : public download::DownloadListener {
+ public:
+  // `listener` is borrowed and called on the thread that runs Forward().
+  explicit ListenerRelay(download::DownloadListener* listener);
+
+  // Passes reports on until `worker`, a thread, has ended.
+  void Forward(HANDLE worker);
+
+  void Start(uint32_t count, bool accumulate) override;
+  void OnFileInfo(uint32_t total_bytes, const std::string& local_path) override;
+  void OnComplete(uint32_t one) override;
+  // Not passed on: it also comes on threads of the internet library, and nothing shows it.
+  void OnState(uint32_t state) override;
+  void OnProgress(uint32_t bytes) override;
+  bool IsCancelled() override { return cancelled_; }
+  bool IsPaused() override { return false; }
+  void OnError(uint32_t reserved, uint32_t code) override;
+
+ private:
+  enum class Report { kFileInfo, kComplete, kProgress, kError };
+
+  void Post(Report report, uint32_t number, const std::string* text = nullptr);
+  void PassOn();
+
+  download::DownloadListener* listener_;
+  std::atomic<bool> cancelled_;
+  // The report on its way: written by the worker before `posted_`, read before `passed_on_`.
+  Report report_ = Report::kProgress;
+  uint32_t number_ = 0;
+  const std::string* text_ = nullptr;
+  util::UniqueKernelHandle posted_;
+  util::UniqueKernelHandle passed_on_;
+};
+
+}  // namespace prereq
+
+#endif  // PREREQ_LISTENER_RELAY_H_
