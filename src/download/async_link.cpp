@@ -73,7 +73,8 @@ void AsyncLink::ReadServerResponse() {
     auto length = static_cast<DWORD>(text.size());
     if (Internet().InternetGetLastResponseInfoA(&error, text.data(), &length)) {
       text.resize(length);
-      server_response_ = std::move(text);
+      // The text belongs to the thread that talked to the server; any other gets an empty one.
+      if (length != 0) server_response_ = std::move(text);
       return;
     }
     if (::GetLastError() != ERROR_INSUFFICIENT_BUFFER || length <= text.size()) return;
