@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Ends what scripts/start_servers.sh [folder] started, and nothing else.
+set -euo pipefail
+folder=${1:-$(dirname "${BASH_SOURCE[0]}")/../build/servers}
+[ -e "$folder/pids" ] || exit 0
+while read -r pid; do
+  # A number that another program has by now is left alone: ours name the folder or the relay.
+  if tr '\0' ' ' <"/proc/$pid/cmdline" 2>/dev/null | grep -qF -e "$folder" -e drop_relay.pl; then
+    kill "$pid" 2>/dev/null || true
+  fi
+done <"$folder/pids"
+[ ! -s "$folder/ftp_root" ] || rm -rf "$(cat "$folder/ftp_root")"
+rm -f "$folder/pids" "$folder/ports"
