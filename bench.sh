@@ -10,4 +10,5 @@ cmake --build --preset ship >/dev/null
 scripts/wine.sh build/ship/bin/snapshot_bench.exe
 bench/md5.sh
 scripts/wine.sh build/ship/bin/search_bench.exe
+bench/download.sh
 scripts/wine.sh --stop

@@ -9,6 +9,7 @@ packages=(
   g++-mingw-w64-i686-win32                # the cross compiler of the library
   doctest-dev                             # the test framework (headers only)
   wine wine32:i386 wine64                 # the platform that the tests run on
+  nginx-light vsftpd openssl              # servers for the download tests and the demo, on loopback
   msitools gcab                           # make the sample package from text tables
   clang-format                            # the layout check
 )
@@ -28,6 +29,23 @@ fi
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 export DEBIAN_FRONTEND=noninteractive
+
+# The servers are started by the project's own scripts: as services of the system they stay off, now
+# and after the next boot.
+policy=/usr/sbin/policy-rc.d
+if [ ! -e "$policy" ]; then
+  printf '#!/bin/sh\nexit 101\n' >"$policy"
+  chmod 755 "$policy"
+  trap 'rm -f "$log" "$policy"' EXIT
+fi
+switch_services_off() {
+  for package in "${missing[@]}"; do
+    case $package in
+      nginx-light) update-rc.d nginx disable ;;
+      vsftpd) update-rc.d vsftpd disable ;;
+    esac
+  done >/dev/null 2>&1 || true
+}
 dpkg --add-architecture i386
 
 # install [apt option ...]: refreshes the lists and installs what is missing.
@@ -37,7 +55,10 @@ install() {
 }
 
 echo "setup: installing ${missing[*]}"
-if install >"$log" 2>&1; then exit 0; fi
+if install >"$log" 2>&1; then
+  switch_services_off
+  exit 0
+fi
 
 # The security suite's index of the foreign architecture can lag behind; then none of its packages
 # resolves. The machine's own sources without that suite, used privately, get round it.
@@ -55,6 +76,7 @@ for source in /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do
 done
 if install -o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts="$private/parts" \
   -o Dir::State::Lists="$private/lists" >>"$log" 2>&1; then
+  switch_services_off
   exit 0
 fi
 tail -n 30 "$log" >&2

@@ -58,7 +58,11 @@ void AsyncLink::Begin(Operation operation) {
   ++references_;  // Of the call; given back where it ends.
   done_ = false;
   pending_ = true;
-  ::ResetEvent(completion_.Get());
+  // Most calls complete at once, and then there is nothing to reset.
+  if (signalled_) {
+    signalled_ = false;
+    ::ResetEvent(completion_.Get());
+  }
 }
 
 void AsyncLink::EndAtOnce() {
@@ -132,9 +136,17 @@ void AsyncLink::Release() {
   if (--references_ == 0) delete this;
 }
 
+void AsyncLink::SignalCompletion() {
+  signalled_ = true;
+  ::SetEvent(completion_.Get());
+}
+
 void AsyncLink::WaitABit(HANDLE event, const std::atomic<bool>& flag) {
-  // A signal without the flag is another process's: without the pause this would be a busy loop.
-  if (::WaitForSingleObject(event, kPollMs) != WAIT_TIMEOUT && !flag) ::Sleep(kPollMs);
+  const DWORD waited = ::WaitForSingleObject(event, kPollMs);
+  if (waited == WAIT_TIMEOUT || flag) return;
+  // A signal of another process, which would make the next waits a busy loop. None of our own gets
+  // lost: the flag is set before the event and looked at before the next wait.
+  if (waited != WAIT_OBJECT_0 || !::ResetEvent(event)) ::Sleep(kPollMs);
 }
 
 bool AsyncLink::AwaitFlag(HANDLE event, const std::atomic<bool>& flag) {
@@ -184,6 +196,7 @@ void AsyncLink::OnCompleted(const INTERNET_ASYNC_RESULT& result) {
     if (OpensHandle(operation_)) state_->SendState(kStepCompleted);
     if (operation_ == Operation::kRead) state_->SendState(kReadCompleted);
   }
+  signalled_ = true;
   done_ = true;
   ::SetEvent(completion_.Get());
   --inside_;

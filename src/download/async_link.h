@@ -71,7 +71,7 @@ class AsyncLink {
   // 1000 ms each; false when the call is stuck.
   void BeginClosing(HINTERNET handle);
   bool AwaitClosing() const;
-  void SignalCompletion() const { ::SetEvent(completion_.Get()); }
+  void SignalCompletion();
 
   // The end of the worker's use: no callback reaches the state or its listener from here on. True
   // when none is to come at all, for which `wait` waits up to 1000 ms.
@@ -99,6 +99,7 @@ class AsyncLink {
   std::atomic<bool> closed_{true};
   std::atomic<bool> pending_{false};
   std::atomic<bool> done_{true};
+  std::atomic<bool> signalled_{false};  // The completion event, by this link.
   Operation operation_ = Operation::kConnect;
   HINTERNET handle_ = nullptr;
   DWORD error_ = 0;

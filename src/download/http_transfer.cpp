@@ -3,6 +3,7 @@
 #include "download/header_fields.h"
 #include "download/user_dialogs.h"
 #include "download/wininet.h"
+#include "util/text.h"
 
 namespace download {
 namespace {
@@ -31,9 +32,7 @@ bool IsCertificateError(DWORD error) {
 }
 
 std::string RangeHeader(uint32_t offset) {
-  char header[40];
-  ::wsprintfA(header, "Range: bytes=%u-\r\n", offset);
-  return header;
+  return "Range: bytes=" + util::ToAnsi(util::ToDecimal(offset)) + "-\r\n";
 }
 
 // One request, sent until the server's answer is final.

@@ -10,7 +10,7 @@ namespace download {
 // The body of the name worker: asks the server, without fetching the file, what it calls the file
 // behind `url`, and leaves that in `file_name`, empty when the server does not say. 0, also for a
 // URL that is not of HTTP, whose name stays as it is, or an error as OpenHttp() answers them. The
-// listener is asked about cancels only.
+// listener hears of completed steps and is asked about cancels.
 [[nodiscard]] uint32_t QueryName(TransferState* state);
 
 }  // namespace download

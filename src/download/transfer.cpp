@@ -51,8 +51,11 @@ uint32_t Transfer::Run() {
 }
 
 uint32_t Transfer::Open(uint32_t* offset) {
-  return RetryConnecting(
-      *state_, [&] { return OpenRequest(&session_, state_, state_->url, offset, &size_, "GET"); });
+  const uint32_t wanted = *offset;
+  return RetryConnecting(*state_, [&] {
+    *offset = wanted;  // A failed attempt clears it.
+    return OpenRequest(&session_, state_, state_->url, offset, &size_, "GET");
+  });
 }
 
 uint32_t Transfer::PrepareFile(uint32_t offset) {

@@ -143,18 +143,20 @@ TEST_CASE("a server that is not there is tried again after ten seconds, and the 
     CHECK(listener.seen_at - start <= 110);
     CHECK(listener.events().empty());
   }
+  const auto content = TestContent(1000);
   const Target target;
+  target.WritePartial(content->substr(0, 400));
   RecordingListener listener;
   Downloader downloader(target.folder(), &listener, nullptr);
   const DWORD start = ::GetTickCount();
   Start(&downloader, url, target);
   CHECK(::WaitForSingleObject(downloader.GetThread(), 1000) == WAIT_TIMEOUT);
-  const auto content = TestContent(1000);
   HttpServer server(
       [&](const HttpRequest& request, size_t) { return ServeRange(request, content); }, port);
   CHECK(EndOf(downloader) == 0);
   CHECK(::GetTickCount() - start >= 9900);
   CHECK(target.Content() == *content);
+  CHECK(server.requests().at(0).Range() == 400);  // The failed attempt has not lost it.
 }
 
 TEST_CASE("the download of a child process" * doctest::skip()) {

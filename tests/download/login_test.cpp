@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "download/browser_value.h"
 #include "download/recording_listener.h"
 #include "support/ftp_server.h"
 
@@ -211,4 +212,34 @@ TEST_CASE("an FTP file that is not there is reported, and the server's words kep
   // Wine loses the words of a refused file, but not those of the login.
   CHECK(downloader.server_response().find("230 welcome") != std::string::npos);
   CHECK_FALSE(target.HasPartial());
+}
+
+TEST_CASE("an old internet library is asked for a listing instead of the size") {
+  const BrowserValue version("Version");
+  const BrowserValue old_version("IVer");
+  old_version.Set("103");
+  const auto content = TestContent(70000);
+  // The listing names nothing: Wine's library writes a find to a place that is gone.
+  FtpServer server({.content = content});
+  const Target target;
+  RecordingListener listener;
+  CHECK(Download(server.Url("/file.bin"), target, &listener) == 0);
+  CHECK(target.Content() == *content);
+  CHECK(listener.events() == Events{"info 0", "complete 1"});
+  const std::vector<std::string> commands = server.commands();
+  CHECK(std::any_of(commands.begin(), commands.end(),
+                    [](const std::string& command) { return command.starts_with("LIST"); }));
+}
+
+TEST_CASE("an FTP file that ends short is kept as a partial file") {
+  const auto content = TestContent(120000);
+  FtpServer server({.content = content, .end_after = 70000});
+  const Target target;
+  target.Write("old");
+  RecordingListener listener;
+  const uint32_t result = Download(server.Url("/file.bin"), target, &listener);
+  // Wine's library knows no sizes on FTP, so there every end is the end of the file.
+  const bool knows_size = listener.events().at(0) != "info 0";
+  CHECK(result == (knows_size ? download::kEndedShort : 0));
+  CHECK((knows_size ? target.Partial() : target.Content()) == content->substr(0, 70000));
 }

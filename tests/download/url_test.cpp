@@ -3,11 +3,13 @@
 #include <doctest.h>
 
 #include "download/async_link.h"
+#include "download/browser_value.h"
 #include "download/browser_version.h"
 #include "download/header_fields.h"
 #include "download/wininet.h"
 
 using namespace download;
+using test::BrowserValue;
 
 TEST_CASE("the local name comes from the request, else from the URL") {
   REQUIRE(LoadWinInet() != nullptr);
@@ -92,31 +94,8 @@ TEST_CASE("header texts are taken apart") {
 }
 
 TEST_CASE("the browser's version, new style and old") {
-  struct Value {
-    explicit Value(const char* value_name) : name(value_name) {
-      REQUIRE(::RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Microsoft\\Internet Explorer", 0,
-                              KEY_ALL_ACCESS, &key) == ERROR_SUCCESS);
-      DWORD size = sizeof(old);
-      had = ::RegQueryValueExA(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(old), &size) ==
-            ERROR_SUCCESS;
-      ::RegDeleteValueA(key, name);
-    }
-    ~Value() {
-      ::RegDeleteValueA(key, name);
-      if (had) Set(old);
-      ::RegCloseKey(key);
-    }
-    void Set(const char* text) const {
-      ::RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text),
-                       static_cast<DWORD>(std::string(text).size() + 1));
-    }
-    const char* name;
-    HKEY key = nullptr;
-    char old[100] = "";
-    bool had = false;
-  };
-  const Value version("Version");
-  const Value old_version("IVer");
+  const BrowserValue version("Version");
+  const BrowserValue old_version("IVer");
   const auto read = [] {
     uint32_t major = 77;
     uint32_t minor = 77;
