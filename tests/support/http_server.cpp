@@ -4,6 +4,11 @@
 #include <sstream>
 
 namespace test {
+namespace {
+
+constexpr DWORD kBeforeResetMs = 50;
+
+}  // namespace
 
 std::string HttpRequest::Header(const std::string& name) const {
   const std::string start = "\r\n" + name + ": ";
@@ -74,7 +79,11 @@ void HttpServer::SendReply(SOCKET socket, const HttpRequest& request, const Http
     }
   }
   ::SetEvent(reached_end_.Get());
-  if (reply.end == HttpReply::End::kReset) Reset(socket);
+  if (reply.end == HttpReply::End::kReset) {
+    // The reader is to wait for more by then: a reset throws away what it has not taken.
+    (void)server_->Pause(kBeforeResetMs);
+    Reset(socket);
+  }
   if (reply.end == HttpReply::End::kStall) server_->WaitForEnd(socket);
 }
 

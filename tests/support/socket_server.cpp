@@ -106,8 +106,12 @@ DWORD WINAPI SocketServer::Accept(void* self) {
 
 DWORD WINAPI SocketServer::Run(void* connection) {
   const std::unique_ptr<Connection> owned(static_cast<Connection*>(connection));
-  owned->server->serve_(owned->socket.Get());
-  ::shutdown(owned->socket.Get(), SD_SEND);
+  const SOCKET socket = owned->socket.Get();
+  owned->server->serve_(socket);
+  linger how = {};
+  int size = sizeof(how);
+  ::getsockopt(socket, SOL_SOCKET, SO_LINGER, reinterpret_cast<char*>(&how), &size);
+  if (how.l_onoff == 0) ::shutdown(socket, SD_SEND);  // Else the end is to be a reset.
   return 0;
 }
 
