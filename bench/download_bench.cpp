@@ -1,7 +1,8 @@
 // Fetches one file in one of three ways and says how it went:
 //   download_bench downloader|bare|system url file
-// "bare" is a loop that does nothing but read with the same calls and write to disk; "system" is the
-// system's own function for the same job. One run a process, because the peak of memory is counted.
+// "bare" is a loop that does nothing but read with the same calls and write to disk; "system" is
+// the system's own function for the same job. One run a process, because the peak of memory is
+// counted.
 
 #include <windows.h>
 #include <psapi.h>
