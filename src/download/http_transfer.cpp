@@ -173,7 +173,7 @@ bool HttpRequest::LogIn(DWORD status) {
   if (given) {
     const auto set = [&](DWORD option, std::string* text) {
       (void)Internet().InternetSetOptionA(session_->request(), option, text->data(),
-                                          static_cast<DWORD>(text->size() + 1));
+                                          static_cast<DWORD>(text->size()) + 1);
     };
     set(proxy ? INTERNET_OPTION_PROXY_USERNAME : INTERNET_OPTION_USERNAME, &user);
     set(proxy ? INTERNET_OPTION_PROXY_PASSWORD : INTERNET_OPTION_PASSWORD, &password);

@@ -3,7 +3,7 @@
 #include <windows.h>
 
 // The linker's name for the start of the module.
-extern "C" IMAGE_DOS_HEADER __ImageBase;
+extern "C" IMAGE_DOS_HEADER __ImageBase;  // NOLINT(bugprone-reserved-identifier)
 
 namespace download {
 
