@@ -6,19 +6,11 @@
 #include <string>
 #include <string_view>
 
+#include "util/registry.h"
 #include "util/text.h"
-#include "util/unique_handle.h"
 
 namespace download {
 namespace {
-
-struct KeyTraits {
-  using Handle = HKEY;
-  static Handle Invalid() { return nullptr; }
-  static bool IsValid(Handle key) { return key != nullptr; }
-  static void Close(Handle key) { ::RegCloseKey(key); }
-};
-using UniqueKey = util::UniqueHandle<KeyTraits>;
 
 std::optional<std::string> ReadText(HKEY key, const char* value) {
   char text[64];
@@ -34,11 +26,9 @@ std::optional<std::string> ReadText(HKEY key, const char* value) {
 }  // namespace
 
 bool GetBrowserVersion(uint32_t* major, uint32_t* minor) {
-  UniqueKey key;
-  if (::RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Microsoft\\Internet Explorer", 0, KEY_READ,
-                      key.Receive()) != ERROR_SUCCESS) {
-    return false;
-  }
+  const util::UniqueRegistryKey key = util::OpenRegistryKey(
+      HKEY_LOCAL_MACHINE, L"Software\\Microsoft\\Internet Explorer", KEY_READ);
+  if (!key) return false;
   if (const auto version = ReadText(key.Get(), "Version")) {
     const std::string_view text = *version;
     const size_t dot = text.find('.');
