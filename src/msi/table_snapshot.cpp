@@ -103,7 +103,8 @@ bool TableSnapshot::ReadColumns() {
       ::MsiViewGetColumnInfo(view_.Get(), MSICOLINFO_TYPES, types.Receive()) != ERROR_SUCCESS) {
     return false;
   }
-  columns_ = std::make_shared<TableRow::Columns>();
+  // Not std::make_shared: its hidden tag drags the exception code of the run-time library in.
+  columns_.reset(new TableRow::Columns);
   types_.clear();
   const UINT count = ::MsiRecordGetFieldCount(names.Get());
   for (UINT field = 1; field <= count; ++field) {

@@ -22,19 +22,10 @@ std::wstring InstallerProgram() {
   return util::WithBackslash(path) + L"msiexec.exe";
 }
 
-// The scheduler reads start times as local ones. Where the system's clock is ahead of the local
-// one, its time would put the next logon off by hours, so the earlier of the two is the start.
-SYSTEMTIME StartTime() {
-  SYSTEMTIME system = {};
-  SYSTEMTIME local = {};
-  ::GetSystemTime(&system);
-  ::GetLocalTime(&local);
-  const auto order = [](const SYSTEMTIME& time) {
-    return (((uint64_t{time.wYear} * 100 + time.wMonth) * 100 + time.wDay) * 100 + time.wHour) *
-               100 +
-           time.wMinute;
-  };
-  return order(local) < order(system) ? local : system;
+SYSTEMTIME CurrentTime() {
+  SYSTEMTIME time = {};
+  ::GetSystemTime(&time);
+  return time;
 }
 
 bool WriteRunValue(const std::wstring& name, const ResumeCommand& command) {
@@ -80,7 +71,7 @@ bool RegisterResumeJob(const std::wstring& product_code, const ResumeCommand& co
       .arguments = command.arguments,
       .account = account,
       .flags = TASK_FLAG_HIDDEN | TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
-      .trigger = {.kind = util::TriggerKind::kAtLogon, .start = StartTime()}};
+      .trigger = {.kind = util::TriggerKind::kAtLogon, .start = CurrentTime()}};
   return util::CreateScheduledJob(job) || WriteRunValue(product_code, command);
 }
 
