@@ -7,6 +7,7 @@
 #include "appsearch/app_search_runner.h"
 #include "prereq/cleanup.h"
 #include "prereq/download_phase.h"
+#include "prereq/extract_phase.h"
 #include "prereq/install_phase.h"
 #include "prereq/manager.h"
 #include "prereq/verify_phase.h"
@@ -20,6 +21,9 @@ extern "C" UINT WINAPI CleanPrereq(MSIHANDLE install) {
 extern "C" UINT WINAPI DownloadPrereq(MSIHANDLE install) {
   prereq::PrerequisiteManager manager(install);
   return prereq::RunDownloadPhase(&manager);
+extern "C" UINT WINAPI ExtractPrereq(MSIHANDLE install) {
+  prereq::PrerequisiteManager manager(install);
+  return prereq::RunExtractPhase(&manager);
 }
 
 extern "C" UINT WINAPI InstallPrereq(MSIHANDLE install) {

@@ -9,6 +9,15 @@ constexpr UINT kErrorWithOk = INSTALLMESSAGE_ERROR | MB_SETFOREGROUND | MB_OK;
 constexpr UINT kWarningWithYesNo = INSTALLMESSAGE_WARNING | MB_SETFOREGROUND | MB_YESNO;
 constexpr int kNotSent = -1;
 
+// First fields of a progress record.
+constexpr int kReset = 0;
+constexpr int kIncrement = 2;
+
+int SendProgress(MSIHANDLE install, int first, int second) {
+  return MessageRecord(3).Set(1, first).Set(2, second).Set(3, 0).Send(install,
+                                                                      INSTALLMESSAGE_PROGRESS);
+}
+
 }  // namespace
 
 MessageRecord& MessageRecord::Set(UINT field, const std::wstring& text) {
@@ -36,6 +45,14 @@ void AnnounceAction(MSIHANDLE install, const wchar_t* row_action, const wchar_t*
       .Set(2, row.Get(L"Description"))
       .Set(3, row.Get(L"Template"))
       .Send(install, INSTALLMESSAGE_ACTIONSTART);
+}
+
+int SendProgressReset(MSIHANDLE install, int total_ticks) {
+  return SendProgress(install, kReset, total_ticks);
+}
+
+int SendProgressIncrement(MSIHANDLE install, int ticks) {
+  return SendProgress(install, kIncrement, ticks);
 }
 
 void SendActionData(MSIHANDLE install, const std::wstring& name) {

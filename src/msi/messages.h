@@ -34,6 +34,11 @@ class MessageRecord {
 // row nothing is sent.
 void AnnounceAction(MSIHANDLE install, const wchar_t* row_action, const wchar_t* shown_action);
 
+// Start the progress bar anew, that many ticks long, or move it by so many. Both give the
+// installer's answer: IDCANCEL when the user cancelled.
+int SendProgressReset(MSIHANDLE install, int total_ticks);
+int SendProgressIncrement(MSIHANDLE install, int ticks);
+
 // Names the item that the action works on.
 void SendActionData(MSIHANDLE install, const std::wstring& name);
 // Says that the item is done: the second field, a blank, clears the detail beside the name.

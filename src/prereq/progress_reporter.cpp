@@ -6,10 +6,6 @@
 namespace prereq {
 namespace {
 
-// First fields of a progress record.
-constexpr int kReset = 0;
-constexpr int kIncrement = 2;
-
 constexpr DWORD kInternetLoginFailure = 12015;
 constexpr DWORD kInternetTimeout = 12002;
 
@@ -37,7 +33,7 @@ void ProgressReporter::Start(uint32_t count, bool accumulate) {
     item_count_ += count;
     return;
   }
-  SendProgress(kReset, kTotalTicks);
+  last_answer_ = msi::SendProgressReset(install_, kTotalTicks);
   item_count_ = count;
 }
 
@@ -72,14 +68,8 @@ void ProgressReporter::OnError(uint32_t /*reserved*/, uint32_t code) {
 
 void ProgressReporter::Ignore(uint32_t /*first*/, uint32_t /*second*/, uint32_t /*third*/) {}
 
-void ProgressReporter::Advance(uint32_t ticks) { SendProgress(kIncrement, ticks); }
-
-void ProgressReporter::SendProgress(int first, uint32_t second) {
-  last_answer_ = msi::MessageRecord(3)
-                     .Set(1, first)
-                     .Set(2, static_cast<int>(second))
-                     .Set(3, 0)
-                     .Send(install_, INSTALLMESSAGE_PROGRESS);
+void ProgressReporter::Advance(uint32_t ticks) {
+  last_answer_ = msi::SendProgressIncrement(install_, static_cast<int>(ticks));
 }
 
 }  // namespace prereq

@@ -48,7 +48,6 @@ class ProgressReporter final : public download::DownloadListener {
 
  private:
   void Advance(uint32_t ticks);
-  void SendProgress(int first, uint32_t second);
 
   uint32_t item_count_ = 0;
   uint32_t ticks_per_item_ = 0;

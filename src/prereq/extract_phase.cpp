@@ -1,0 +1,101 @@
+#include "prereq/extract_phase.h"
+
+#include <windows.h>
+#include <msi.h>
+#include <msiquery.h>
+
+#include "prereq/extract_progress_server.h"
+#include "prereq/rows.h"
+#include "prereq/work_folders.h"
+#include "util/files.h"
+#include "util/os_family.h"
+#include "util/process.h"
+#include "util/text.h"
+
+namespace prereq {
+namespace {
+
+constexpr wchar_t kAction[] = L"QX_ExtractPrereq";
+constexpr wchar_t kSetupExecutable[] = L"QX_SETUPEXEPATH";
+constexpr char kFindExecutableAction[] = "QX_FindExeLzma";  // The package's own.
+
+constexpr uint32_t kCancelled = 1;
+constexpr uint32_t kFirstGroup = 100;  // The group of a row is this and its `Sequence`.
+constexpr size_t kOlderFamilyBufferBytes = 264;
+
+ExtractGroups SelectGroups(PrerequisiteManager* manager) {
+  ExtractGroups groups;
+  msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
+  LoadPrerequisites(&rows);
+  for (const msi::TableRow& row : rows) {
+    if (!IsSelected(manager->session(), row) || RowLocation(row) != kPackedLocation ||
+        util::FileExists(SetupFilePath(manager->session(), row))) {
+      continue;
+    }
+    manager->progress().Start(1, /*accumulate=*/true);
+    const auto sequence = util::ParseDecimal<uint32_t>(row.Get(L"Sequence"));
+    groups.ids.push_back(static_cast<int32_t>(sequence + kFirstGroup));
+    groups.rows.push_back(row);
+  }
+  return groups;
+}
+
+std::wstring BuildArguments(const std::vector<int32_t>& ids, const std::wstring& folder) {
+  std::wstring arguments = L"/groupsextract:";
+  for (const int32_t id : ids) arguments += util::ToSignedDecimal(id) + L";";
+  arguments += L" /out:\"" + folder + L"\"";
+  return arguments + L" /callbackid:" + util::ToDecimal(::GetCurrentProcessId());
+}
+
+std::wstring FindSetupExecutable(const msi::InstallerSession& session) {
+  std::wstring path = session.GetProperty(kSetupExecutable);
+  if (!path.empty()) return path;
+  (void)::MsiDoActionA(session.handle(), kFindExecutableAction);  // The property tells.
+  return session.GetProperty(kSetupExecutable);
+}
+
+// The low byte of each unit, without the code page, on purpose. False when the text and its
+// terminator do not fit.
+bool KeepLowBytes(const std::wstring& text, char (&buffer)[kOlderFamilyBufferBytes]) {
+  if (text.size() >= kOlderFamilyBufferBytes) return false;
+  for (size_t i = 0; i < text.size(); ++i) buffer[i] = static_cast<char>(text[i]);
+  buffer[text.size()] = '\0';
+  return true;
+}
+
+bool StartExtraction(const std::wstring& executable, const std::wstring& arguments) {
+  if (util::IsNtFamily()) return util::StartHidden(executable, arguments, /*wait=*/false);
+  char narrow_executable[kOlderFamilyBufferBytes];
+  char narrow_arguments[kOlderFamilyBufferBytes];
+  // Half a command line would start a program that never calls back, and it would be waited for.
+  if (!KeepLowBytes(executable, narrow_executable) || !KeepLowBytes(arguments, narrow_arguments)) {
+    return false;
+  }
+  return util::StartHidden(std::string(narrow_executable), std::string(narrow_arguments),
+                           /*wait=*/false);
+}
+
+}  // namespace
+
+uint32_t RunExtractPhase(PrerequisiteManager* manager) {
+  const msi::InstallerSession& session = manager->session();
+  if (session.GetProperty(L"QX_FilesInsideExe").empty()) return ERROR_SUCCESS;
+  PrepareFolderList(session);
+  manager->Announce(kAction);
+
+  const ExtractGroups groups = SelectGroups(manager);
+  if (groups.ids.empty()) return ERROR_SUCCESS;
+  const std::wstring arguments = BuildArguments(groups.ids, ExtractFolder(session));
+  const std::wstring executable = FindSetupExecutable(session);
+  if (executable.empty() || !StartExtraction(executable, arguments)) return ERROR_SUCCESS;
+
+  util::PipeChannel channel;
+  const std::string suffix = util::ToAnsi(util::ToDecimal(::GetCurrentProcessId()));
+  (void)channel.Open(util::PipeChannel::Side::kServer, suffix);  // Serving a closed one ends.
+  ExtractProgressServer server(session, &channel, groups);
+  server.Serve();
+  channel.Close();
+  return server.IsCancelled() ? kCancelled : ERROR_SUCCESS;
+}
+
+}  // namespace prereq

@@ -1,0 +1,136 @@
+#include "prereq/extract_progress_server.h"
+
+#include <msi.h>
+
+#include <algorithm>
+
+#include "msi/messages.h"
+#include "prereq/work_folders.h"
+#include "util/text.h"
+
+namespace prereq {
+namespace {
+
+constexpr uint32_t kTotalTicks = 4096;
+// The longest step that a progress record can hold.
+constexpr uint32_t kMostTicks = 0x7FFFFFFF;
+
+constexpr int kOutOfDiskSpaceText = 1601;  // In the `Error` table.
+constexpr UINT kErrorWithRetryCancel = INSTALLMESSAGE_ERROR | MB_RETRYCANCEL;
+
+// A made-up number of bytes can be anything; without a total there is nothing to divide by.
+uint32_t TicksOf(int64_t bytes, double bytes_per_tick) {
+  if (bytes_per_tick == 0.0) return 0;
+  const double ticks = static_cast<double>(bytes) / bytes_per_tick;
+  if (!(ticks > 0.0)) return 0;
+  return ticks < kMostTicks ? static_cast<uint32_t>(ticks) : kMostTicks;
+}
+
+// Bytes that the user may still write to the drive of a path; 0 when it cannot be asked.
+int64_t FreeBytes(const std::wstring& path) {
+  const std::string root = util::ToAnsi(std::wstring_view(path).substr(0, 3));
+  ULARGE_INTEGER available = {};
+  if (!::GetDiskFreeSpaceExA(root.c_str(), &available, nullptr, nullptr)) return 0;
+  return static_cast<int64_t>(available.QuadPart);
+}
+
+std::wstring InKilobytes(int64_t bytes) { return util::ToSignedDecimal(bytes / 1024); }
+
+}  // namespace
+
+void ExtractProgressServer::Serve() {
+  int32_t kind = 0;
+  while (channel_->ReceiveInteger(&kind)) {
+    channel_->Acknowledge();
+    Handle(kind);
+  }
+  if (total_bytes_ > 0 && reported_ticks_ < kTotalTicks) Advance(kTotalTicks - reported_ticks_);
+}
+
+void ExtractProgressServer::Handle(int32_t kind) {
+  switch (kind) {
+    case INSTALLMESSAGE_COMMONDATA:
+      return OnTotal();
+    case INSTALLMESSAGE_PROGRESS:
+      return OnProgress();
+    case INSTALLMESSAGE_OUTOFDISKSPACE:
+      return OnOutOfDiskSpace();
+    case INSTALLMESSAGE_ACTIONSTART:
+      return OnGroupStart();
+    case INSTALLMESSAGE_ACTIONDATA:
+      return OnFile();
+    default:
+      (void)channel_->Receive();  // Kinds that later setup executables may send.
+      channel_->Acknowledge();
+  }
+}
+
+void ExtractProgressServer::OnTotal() {
+  if (!channel_->ReceiveInteger64(&total_bytes_)) return;
+  bytes_per_tick_ = static_cast<double>(total_bytes_) / kTotalTicks;
+  last_answer_ = msi::SendProgressReset(session_.handle(), kTotalTicks);
+  AnswerUnlessCancelled();
+}
+
+void ExtractProgressServer::OnProgress() {
+  int64_t bytes = 0;
+  if (!channel_->ReceiveInteger64(&bytes)) return;
+  current_ticks_ = TicksOf(bytes, bytes_per_tick_);
+  if (current_ticks_ > reported_ticks_) Advance(current_ticks_ - reported_ticks_);
+  AnswerUnlessCancelled();
+}
+
+void ExtractProgressServer::OnOutOfDiskSpace() {
+  std::wstring path = channel_->Receive();
+  if (path.starts_with(L"\\\\?\\")) path.erase(0, 4);
+  channel_->Acknowledge();
+  int64_t required = 0;
+  if (!channel_->ReceiveInteger64(&required)) return;
+
+  // Of the required kilobytes only the low 32 bits are shown, on purpose.
+  const std::wstring required_kb = util::ToDecimal(static_cast<uint32_t>(required / 1024));
+  int64_t available = FreeBytes(path);
+  msi::MessageRecord prompt(4);
+  prompt.Set(1, kOutOfDiskSpaceText).Set(2, path).Set(3, required_kb);
+  do {
+    // What is answered here is no answer to a progress message.
+    if (prompt.Set(4, InKilobytes(available)).Send(session_.handle(), kErrorWithRetryCancel) !=
+        IDRETRY) {
+      return channel_->Refuse();
+    }
+    available = FreeBytes(path);
+  } while (available < required);
+  channel_->Acknowledge();
+}
+
+void ExtractProgressServer::OnGroupStart() {
+  int32_t id = 0;
+  if (!channel_->ReceiveInteger(&id)) return;
+  channel_->Acknowledge();
+  const auto found = std::find(groups_.ids.begin(), groups_.ids.end(), id);
+  if (found == groups_.ids.end()) return;
+  const msi::TableRow& row = groups_.rows[static_cast<size_t>(found - groups_.ids.begin())];
+  msi::SendActionData(session_.handle(), row.Get(L"DisplayName"));
+}
+
+void ExtractProgressServer::OnFile() {
+  const std::wstring path = channel_->Receive();
+  channel_->Acknowledge();
+  AppendToFileList(session_, path);
+}
+
+void ExtractProgressServer::AnswerUnlessCancelled() {
+  if (IsCancelled()) {
+    channel_->Refuse();
+  } else {
+    channel_->Acknowledge();
+  }
+}
+
+void ExtractProgressServer::Advance(uint32_t ticks) {
+  last_answer_ = msi::SendProgressIncrement(session_.handle(), static_cast<int>(ticks));
+  // Also after the final fill, on purpose: what counts is how far the setup executable came.
+  reported_ticks_ = current_ticks_;
+}
+
+}  // namespace prereq

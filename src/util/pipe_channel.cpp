@@ -1,0 +1,121 @@
+#include "util/pipe_channel.h"
+
+#include <utility>
+
+#include "util/text.h"
+
+namespace util {
+namespace {
+
+constexpr char kNamePrefix[] = "\\\\.\\pipe\\ToServer";
+
+constexpr DWORD kLongestMessageBytes = PipeChannel::kLongestTextChars * sizeof(wchar_t);
+// Twice the longest message.
+constexpr size_t kBufferChars = 2 * PipeChannel::kLongestTextChars;
+constexpr DWORD kDefaultTimeoutMs = 5000;
+
+// A server whose client has gone is asked for the next text again and again.
+constexpr DWORD kPauseWithoutClientMs = 10;
+
+HANDLE MakePipe(const std::string& name) {
+  return ::CreateNamedPipeA(name.c_str(), PIPE_ACCESS_DUPLEX,
+                            PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, PIPE_UNLIMITED_INSTANCES,
+                            kLongestMessageBytes, kLongestMessageBytes, kDefaultTimeoutMs, nullptr);
+}
+
+// The client reads bytes, not messages. In lock-step there is never more than one message to read.
+HANDLE OpenPipe(const std::string& name) {
+  return ::CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0,
+                       nullptr);
+}
+
+}  // namespace
+
+bool PipeChannel::Open(Side side, const std::string& name_suffix) {
+  if (pipe_) return true;
+  const std::string name = kNamePrefix + name_suffix;
+  pipe_.Reset(side == Side::kServer ? MakePipe(name) : OpenPipe(name));
+  if (!pipe_) return false;
+  side_ = side;
+  buffer_ = std::make_unique<wchar_t[]>(kBufferChars);
+  has_written_ = false;
+  close_seen_ = false;
+  return true;
+}
+
+void PipeChannel::Close() {
+  pipe_.Reset();
+  buffer_.reset();
+}
+
+std::wstring PipeChannel::Receive() {
+  if (!pipe_) return {};
+  const bool must_wait = side_ == Side::kServer && !std::exchange(has_written_, false);
+  DWORD bytes = 0;
+  if ((must_wait && !WaitForClient()) || !ReadMessage(&bytes)) return {};
+  return std::wstring(buffer_.get(), bytes / sizeof(wchar_t));
+}
+
+void PipeChannel::Send(std::wstring_view text) {
+  DWORD written = 0;
+  // A failure shows at the next read.
+  (void)::WriteFile(pipe_.Get(), text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)),
+                    &written, nullptr);
+  (void)::FlushFileBuffers(pipe_.Get());
+  has_written_ = true;
+}
+
+bool PipeChannel::ReceiveInteger(int32_t* value) {
+  if (!pipe_) return false;
+  const std::wstring text = Receive();
+  *value = ParseDecimal<int32_t>(text);
+  return text != kCloseText;
+}
+
+bool PipeChannel::ReceiveInteger64(int64_t* value) {
+  int32_t low = 0;
+  int32_t high = 0;
+  if (!ReceiveInteger(&low)) return false;
+  Acknowledge();
+  if (!ReceiveInteger(&high)) return false;
+  // The low part keeps its sign on purpose: whoever sends a number splits it that way.
+  const uint64_t sum = static_cast<uint64_t>(int64_t{low}) + (static_cast<uint64_t>(high) << 32);
+  *value = static_cast<int64_t>(sum);
+  return true;
+}
+
+std::wstring PipeChannel::Ask(std::wstring_view text) {
+  Send(text);
+  return Receive();
+}
+
+std::wstring PipeChannel::AskInteger(int32_t value) { return Ask(ToSignedDecimal(value)); }
+
+std::wstring PipeChannel::AskInteger64(int64_t value) {
+  const auto low = static_cast<int32_t>(value);
+  const uint64_t rest = static_cast<uint64_t>(value) - static_cast<uint64_t>(int64_t{low});
+  (void)AskInteger(low);  // Only the answer to the whole number counts.
+  std::wstring answer = AskInteger(static_cast<int32_t>(rest >> 32));
+  close_seen_ = close_seen_ || answer == kCloseText;
+  return answer;
+}
+
+bool PipeChannel::WaitForClient() const {
+  if (::ConnectNamedPipe(pipe_.Get(), nullptr) || ::GetLastError() == ERROR_PIPE_CONNECTED) {
+    return true;
+  }
+  ::Sleep(kPauseWithoutClientMs);
+  return false;
+}
+
+bool PipeChannel::ReadMessage(DWORD* read_bytes) const {
+  if (::ReadFile(pipe_.Get(), buffer_.get(), kLongestMessageBytes, read_bytes, nullptr)) {
+    return true;
+  }
+  if (side_ == Side::kServer && ::GetLastError() != ERROR_MORE_DATA) {
+    ::Sleep(kPauseWithoutClientMs);
+  }
+  return false;
+}
+
+}  // namespace util
