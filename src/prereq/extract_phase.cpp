@@ -23,10 +23,9 @@ constexpr uint32_t kCancelled = 1;
 constexpr uint32_t kFirstGroup = 100;  // The group of a row is this and its `Sequence`.
 constexpr size_t kOlderFamilyBufferBytes = 264;
 
-ExtractGroups SelectGroups(PrerequisiteManager* manager) {
+// The rows of the result stay those of `rows`.
+ExtractGroups SelectGroups(PrerequisiteManager* manager, const msi::TableSnapshot& rows) {
   ExtractGroups groups;
-  msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
-  LoadPrerequisites(&rows);
   for (const msi::TableRow& row : rows) {
     if (!IsSelected(manager->session(), row) || RowLocation(row) != kPackedLocation ||
         util::FileExists(SetupFilePath(manager->session(), row))) {
@@ -35,7 +34,7 @@ ExtractGroups SelectGroups(PrerequisiteManager* manager) {
     manager->progress().Start(1, /*accumulate=*/true);
     const auto sequence = util::ParseDecimal<uint32_t>(row.Get(L"Sequence"));
     groups.ids.push_back(static_cast<int32_t>(sequence + kFirstGroup));
-    groups.rows.push_back(row);
+    groups.rows.push_back(&row);
   }
   return groups;
 }
@@ -83,7 +82,9 @@ uint32_t RunExtractPhase(PrerequisiteManager* manager) {
   PrepareFolderList(session);
   manager->Announce(kAction);
 
-  const ExtractGroups groups = SelectGroups(manager);
+  msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
+  LoadPrerequisites(&rows);
+  const ExtractGroups groups = SelectGroups(manager, rows);
   if (groups.ids.empty()) return ERROR_SUCCESS;
   const std::wstring arguments = BuildArguments(groups.ids, ExtractFolder(session));
   const std::wstring executable = FindSetupExecutable(session);

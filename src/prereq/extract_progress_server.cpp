@@ -109,8 +109,8 @@ void ExtractProgressServer::OnGroupStart() {
   channel_->Acknowledge();
   const auto found = std::find(groups_.ids.begin(), groups_.ids.end(), id);
   if (found == groups_.ids.end()) return;
-  const msi::TableRow& row = groups_.rows[static_cast<size_t>(found - groups_.ids.begin())];
-  msi::SendActionData(session_.handle(), row.Get(L"DisplayName"));
+  const msi::TableRow* const row = groups_.rows[static_cast<size_t>(found - groups_.ids.begin())];
+  msi::SendActionData(session_.handle(), row->Get(L"DisplayName"));
 }
 
 void ExtractProgressServer::OnFile() {

@@ -15,7 +15,7 @@ namespace prereq {
 // The prerequisites that the setup executable is asked to unpack.
 struct ExtractGroups {
   std::vector<int32_t> ids;
-  std::vector<msi::TableRow> rows;  // The n-th belongs to the n-th id.
+  std::vector<const msi::TableRow*> rows;  // Borrowed; the n-th belongs to the n-th id.
 };
 
 // Listens to the setup executable while it unpacks, and tells the installer: progress, names of

@@ -1,0 +1,31 @@
+#ifndef TESTS_SUPPORT_PIPE_CLIENT_H_
+#define TESTS_SUPPORT_PIPE_CLIENT_H_
+
+#include <cstddef>
+#include <string>
+
+#include "util/unique_handle.h"
+
+namespace test {
+
+// The client's end of a pipe channel, made of the system's calls alone.
+class PipeClient {
+ public:
+  // Opens the pipe "ToServer" with that suffix as soon as there is one, for at most ten seconds.
+  explicit PipeClient(const std::string& name_suffix);
+
+  [[nodiscard]] bool is_open() const { return static_cast<bool>(pipe_); }
+
+  // One message each. An answer is empty when there was none.
+  void SayBytes(const void* bytes, size_t count) const;
+  void Say(const std::wstring& text) const;
+  [[nodiscard]] std::wstring Hear() const;
+  std::wstring Ask(const std::wstring& text) const;
+
+ private:
+  util::UniqueFile pipe_;
+};
+
+}  // namespace test
+
+#endif  // TESTS_SUPPORT_PIPE_CLIENT_H_
