@@ -12,15 +12,11 @@
 #include "prereq/manager.h"
 #include "prereq/verify_phase.h"
 
-// Never fails an installation: what could not be removed stays.
-extern "C" UINT WINAPI CleanPrereq(MSIHANDLE install) {
-  prereq::CleanupRunner(install).Run();
-  return ERROR_SUCCESS;
-}
-
 extern "C" UINT WINAPI DownloadPrereq(MSIHANDLE install) {
   prereq::PrerequisiteManager manager(install);
   return prereq::RunDownloadPhase(&manager);
+}
+
 extern "C" UINT WINAPI ExtractPrereq(MSIHANDLE install) {
   prereq::PrerequisiteManager manager(install);
   return prereq::RunExtractPhase(&manager);
@@ -39,6 +35,12 @@ extern "C" UINT WINAPI InstallPostPrereq(MSIHANDLE install) {
 extern "C" UINT WINAPI VerifyPrereq(MSIHANDLE install) {
   prereq::PrerequisiteManager manager(install);
   return prereq::RunVerifyPhase(&manager);
+}
+
+// Never fails an installation: what could not be removed stays.
+extern "C" UINT WINAPI CleanPrereq(MSIHANDLE install) {
+  prereq::CleanupRunner(install).Run();
+  return ERROR_SUCCESS;
 }
 
 extern "C" UINT WINAPI DoAppSearchEx(MSIHANDLE install) {
