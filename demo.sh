@@ -9,7 +9,7 @@ source scripts/demo/lib.sh
 heading "Tools and build"
 scripts/setup.sh
 build_quietly ship
-package/sample/build.sh build/ship/bin "$sample"
+serve_and_build_sample
 scripts/wine.sh --boot
 step "$(scripts/check_library.sh build/ship/bin/Prereq.dll)"
 step "sample.msi: $(stat -c %s "$sample/sample.msi") bytes, $(msiinfo tables "$sample/sample.msi" | wc -l) tables"
@@ -39,6 +39,11 @@ check "four setups were launched, the codec's was not" [ "$(setups_run)" = 4 ]
 check "the runtime came before the product, the extras after it" in_order "$log" \
   'Action start .*QX_InstallPrerequisite\.' '^Sample Runtime 2.1' 'File: Read me.txt, ' \
   'Action start .*QX_InstallPostPrerequisite' '^Sample Extras 3.0'
+check "the runtime was downloaded in one go" not requests RuntimeSetup.exe 'range="bytes'
+check "the driver's download was cut and went on where it stopped" requests DriverSetup.exe ' 206 .*range="bytes=[1-9]'
+step "         $(requests DriverSetup.exe '' | tr '\n' ';')"
+check "the extras came over FTP" grep -q 'OK DOWNLOAD.*ExtrasSetup.exe' "$servers/ftp.log"
+check "the clean-up left no downloaded file and no folder" [ ! -e "$work_folder" ]
 check "the runtime was found by its version in the registry" logged 'Property.*: SAMPLE_RUNTIME = 2\.1'
 check "the tools were found by their file version" logged 'Property.*: SAMPLE_TOOLS = 4\.0\.2\.0'
 check "the codec was found as a related product" logged 'Property.*: SAMPLE_CODEC = 1\.0\.3'
@@ -58,23 +63,20 @@ check "the product is registered again" product_registered
 heading "A restart in the middle: Sample Driver's setup asks for one and waits for it"
 forget_sample
 install_codec
-mkdir -p "$temp_folder/sample work/unpacked"
-echo "a setup file of the phases before" >"$temp_folder/sample work/unpacked/setup.bin"
-work='C:\users\'$(id -un)'\Temp\sample work'
 start_following restart
-run_sample /i SAMPLE_RESTART=yes 'SAMPLE_CHOICE=red & blue' \
-  "QX_PREREQDIRS=$work" "QX_PREREQFILES=$work\\unpacked\\setup.bin" &
+run_sample /i SAMPLE_RESTART=yes 'SAMPLE_CHOICE=red & blue' &
 check "Sample Driver wants the machine restarted" wait_until 30 [ -e "$temp_folder/sample-restart" ]
 stop_following
 check "the product is not installed yet" not product_registered
 check "the tools' setup did not run yet" not setup_called 'Tools: called'
+step "downloaded and recorded: $(ls "$work_folder" | tr '\n' ' ')"
 registration=$(run_values)
 step "registered to run at the next logon: $registration"
 check "the installation is registered to go on" [ -n "$registration" ]
 start_following resumed
 restart_machine
 check "the installation went on by itself to its end" wait_until 60 sample_value Resumed 1
-check "the clean-up ran" wait_until 30 [ ! -e "$temp_folder/sample work/unpacked" ]
+check "the clean-up ran" wait_until 30 [ ! -e "$work_folder" ]
 check "every program of it ended" timeout 60 scripts/wine.sh --wait
 stop_following
 check "the driver was not installed twice" [ "$(grep -c 'Driver: called' "$setups_log")" = 1 ]
@@ -84,7 +86,19 @@ check "the product is registered" product_registered
 check "the choice made before the restart was kept" sample_value Choice 'red & blue'
 check "no job of the installation is left" \
   not compgen -G "$drive/windows/tasks/$product_code*"
-check "no recorded file and no emptied folder is left" [ ! -e "$temp_folder/sample work/unpacked" ]
-check "the work folder itself stays" [ -d "$temp_folder/sample work" ]
+check "no recorded file and no emptied folder is left" [ ! -e "$work_folder" ]
+check "the temporary folder itself stays" [ -d "$temp_folder" ]
+
+heading "A setup file that is not what the package expects, silently"
+forget_sample
+install_codec
+cp "$sample/sample.msi" "$sample/wrong.msi"
+msibuild "$sample/wrong.msi" -q \
+  "UPDATE \`QX_PreRequisite\` SET \`MD5\` = '00000000000000000000000000000000' WHERE \`Prereq\` = 'Runtime'"
+package=wrong.msi install_sample wrong /i
+check "the user is asked about the file" logged '^Warning 4156\.The setup file RuntimeSetup.exe'
+check "without an answer the installation stops" [ "$exit_code" != 0 ]
+check "nothing was launched" [ "$(setups_run)" = 0 ]
+check "the product is not installed" not product_registered
 
 verdict

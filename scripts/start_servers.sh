@@ -5,7 +5,7 @@
 # Configuration, files and logs live in the folder (build/servers); nothing of the system is used but
 # the programs. Servers of an earlier start in the same folder are stopped first. What was started is
 # described in folder/ports: lines "name=port" for
-#   http       nginx: files with ranges, /private/ for user "me" with password "secret"
+#   http       nginx: files with ranges, below /slow/ at 200 KB/s, /private/ for user "me" with password "secret"
 #   https      the same over TLS, with a certificate that nobody trusts
 #   drop       the same through a relay that cuts the first connection for every file in the middle
 #   ftp        vsftpd: everyone may log in as "anonymous"
@@ -57,6 +57,7 @@ http {
     ssl_certificate $folder/certificate.pem;
     ssl_certificate_key $folder/key.pem;
     root $folder/www;
+    location /slow/ { alias $folder/www/; limit_rate 200k; }
     location /private/ { auth_basic "the vault"; auth_basic_user_file $folder/users; }
   }
 }

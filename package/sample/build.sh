@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the sample package from the kit's tables and its own:
-#   build.sh <folder of the built programs> <output folder>
+#   build.sh <folder of the built programs> <output folder> [http address [dropping address [ftp address]]]
+# The addresses are where the downloaded setups are served from, without a slash at their end.
 # The output folder then holds sample.msi with the setup programs that lie beside it, and codec.msi, the
 # package of a prerequisite. Needs msibuild
 # (package msitools) and gcab.
@@ -11,6 +12,10 @@ programs=$(cd "$1" && pwd)
 rm -rf "$2"
 mkdir -p "$2"
 out=$(cd "$2" && pwd)
+
+http=${3:-http://127.0.0.1:8080}
+drop=${4:-$http}
+ftp=${5:-ftp://127.0.0.1}
 
 work=$out/work
 mkdir -p "$work/Binary"
@@ -33,9 +38,10 @@ sed -i "s/@READ_ME_SIZE@/$size/" "$work/File.idt"
 for setup in Runtime Driver Tools Codec Extras; do
   cp "$programs/sample_setup.exe" "$out/${setup}Setup.exe"
 done
-runtime_size=$(stat -c %s "$out/RuntimeSetup.exe")
-runtime_md5=$(md5sum "$out/RuntimeSetup.exe" | cut -d ' ' -f 1)
-sed -i "s/@RUNTIME_SIZE@/$runtime_size/; s/@RUNTIME_MD5@/$runtime_md5/" "$work/QX_PreRequisite.idt"
+setup_size=$(stat -c %s "$programs/sample_setup.exe")
+setup_md5=$(md5sum "$programs/sample_setup.exe" | cut -d ' ' -f 1)
+sed -i "s/@SETUP_SIZE@/$setup_size/; s/@SETUP_MD5@/$setup_md5/; s,@HTTP@,$http,; s,@DROP@,$drop,
+  s,@FTP@,$ftp," "$work/QX_PreRequisite.idt"
 
 cp "$here/product/readme.txt" "$work/ReadMe"
 (cd "$work" && gcab -c -z product.cab ReadMe)

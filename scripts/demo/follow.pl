@@ -1,14 +1,14 @@
 #!/usr/bin/env perl
 # Tells an installation of the sample package step by step while it runs:
-#   follow.pl <start time> <rows.idt> <installer log> <log of the sample setups> <stop file>
-# It reads both logs as they grow and prints a line a step, with the seconds since the start time. It
-# ends when the stop file exists and both logs are read to their ends.
+#   follow.pl <start time> <rows.idt> <download folder> <installer log> <log of the sample setups> <stop file>
+# It reads both logs as they grow, watches downloads arrive, and prints a line a step, with the seconds
+# since the start time. It ends when the stop file exists and both logs are read to their ends.
 use strict;
 use warnings;
 use Time::HiRes qw(time sleep);
 $| = 1;
 
-my ($start, $rows_file, @logs) = @ARGV;
+my ($start, $rows_file, $download_folder, @logs) = @ARGV;
 my $stop_file = pop @logs;
 
 # The rows of the prerequisite table, in their order.
@@ -36,6 +36,7 @@ my %title = (
   QX_CleanPrereq => 'clean up',
 );
 
+my $removing = $logs[0] =~ /remove\.log$/;
 my $action = '';
 my %named;
 
@@ -79,9 +80,13 @@ sub installer_line {
     say_step($line);
   } elsif ($action =~ /^QX_(Install|Download|Extract)/ && grep { $_->{DisplayName} eq $line } @rows) {
     read_log(1) if $named{$line};    # What the setup logged comes before its end.
-    say_step(($named{$line}++ ? 'finished: ' : 'selected: ') . $line);
+    my $what = $action eq 'QX_DownloadPrereq' ? 'downloaded' : $named{$line} ? 'finished' : 'selected';
+    $named{$line}++;
+    say_step("$what: $line");
   } elsif ($action =~ /Search/ && $line =~ /^Property: (.*)/) {
     say_step("looking for $1");
+  } elsif ($removing) {
+    say_step("-- product file removed: $1") if $line =~ /^File: (.*?), Directory: \S+$/;
   } elsif ($line =~ /^File: (.*?),\s+Directory: \S+\s+Size: (\d+)/) {
     say_step("-- product file installed: $1, $2 bytes");
   } elsif ($line =~ /^1: (\{[0-9A-F-]+\})\s*$/) {
@@ -112,9 +117,23 @@ sub read_log {
   }
 }
 
+# Tells how far the running download is, a few times a second.
+my ($told_size, $told_time) = (-1, 0);
+sub watch_download {
+  return if time - $told_time < 0.25;
+  opendir my $dir, $download_folder or return;
+  for my $part (grep { /\.part$/ } readdir $dir) {
+    my $size = -s "$download_folder/$part" // next;
+    next if $size == $told_size;
+    ($told_size, $told_time) = ($size, time);
+    say_step("   downloading " . $part =~ s/\.part$//r . ": $size bytes");
+  }
+}
+
 until ($stopping) {
   $stopping = -e $stop_file;
   read_log(0);
+  watch_download();
   read_log(1) unless -e $logs[0];    # An installation that was started by the system keeps no log.
   sleep 0.02;
 }

@@ -8,6 +8,8 @@ programs="$drive/Program Files (x86)"
 product_code='{6E8A3C61-2B0F-4D57-9C11-5A7B0D3E4F21}'
 codec_code='{2C7D94E0-8F16-4B3A-A5D2-1E6F0B9C7D43}'
 temp_folder="$drive/users/$(id -un)/Temp"
+servers=$PWD/build/demo-servers
+work_folder="$temp_folder/$product_code"
 setups_log="$temp_folder/sample-setups.log"
 checks_passed=0
 checks_failed=0
@@ -15,7 +17,7 @@ exit_code=0
 log=""
 
 mkdir -p build
-trap 'scripts/wine.sh --stop' EXIT
+trap 'scripts/wine.sh --stop; scripts/stop_servers.sh "$servers"' EXIT
 
 heading() { printf '\n== %s\n' "$*"; }
 step() { printf '  [%6.2f s] %s\n' "$(echo "$(date +%s.%N) $start_time" | awk '{print $1 - $2}')" "$*"; }
@@ -55,6 +57,21 @@ build_quietly() {
   step "built the library and the sample's programs"
 }
 
+# Servers on loopback with the setups that the sample downloads, and the package that names them.
+serve_and_build_sample() {
+  scripts/start_servers.sh "$servers"
+  local http drop ftp
+  eval "$(grep -E '^(http|drop|ftp)=' "$servers/ports")"
+  package/sample/build.sh build/ship/bin "$sample" "http://127.0.0.1:$http" "http://127.0.0.1:$drop" \
+    "ftp://127.0.0.1:$ftp"
+  mv "$sample/RuntimeSetup.exe" "$sample/DriverSetup.exe" "$servers/www"
+  mv "$sample/ExtrasSetup.exe" "$(cat "$servers/ftp_root")"
+  step "nginx serves http://127.0.0.1:$http, and http://127.0.0.1:$drop which drops; vsftpd ftp://127.0.0.1:$ftp"
+}
+
+# How often the web server was asked for a file, and for which part.
+requests() { grep -aE "GET (/slow)?/$1 .*$2" "$servers/access.log"; }
+
 wine_path() { printf 'Z:%s' "${1//\//\\}"; }
 
 # The value "Version" that a sample setup left in the 32-bit registry.
@@ -69,16 +86,16 @@ product_registered() {
     "HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\${1:-$product_code}" /reg:32
 }
 
-setup_called() { grep -qE "$1" "$setups_log"; }
+setup_called() { grep -aqE "$1" "$setups_log"; }
 setups_run() { if [ -e "$setups_log" ]; then grep -c 'called with' "$setups_log"; else echo 0; fi; }
-logged() { grep -qE "$1" "$log"; }
+logged() { grep -aqE "$1" "$log"; }
 
 # in_order <file> <pattern...>: each pattern matches a line after the one before.
 in_order() {
   local file=$1 line=0 next
   shift
   for pattern in "$@"; do
-    next=$(tail -n +$((line + 1)) "$file" | grep -nE -m 1 "$pattern" | cut -d: -f1) || return 1
+    next=$(tail -n +$((line + 1)) "$file" | grep -anE -m 1 "$pattern" | cut -d: -f1) || return 1
     line=$((line + next))
   done
 }
@@ -92,7 +109,7 @@ forget_sample() {
   scripts/wine.sh reg delete 'HKCU\Software\Microsoft\Windows\CurrentVersion\Run' \
     /v "$product_code" /f >/dev/null 2>&1 || true
   rm -rf "$programs/Sample Prerequisites" "$programs/Sample Product" "$setups_log" \
-    "$temp_folder/sample-restart" "$temp_folder/sample work"
+    "$temp_folder/sample-restart" "$work_folder"
   step "nothing of the sample is on the machine"
 }
 
@@ -106,7 +123,7 @@ start_following() {
   stop_file=$sample/$1.stop
   rm -f "$log" "$stop_file"
   msiinfo export "$sample/sample.msi" QX_PreRequisite >"$rows"
-  scripts/demo/follow.pl "$start_time" "$rows" "$log" "$setups_log" "$stop_file" &
+  scripts/demo/follow.pl "$start_time" "$rows" "$work_folder" "$log" "$setups_log" "$stop_file" &
   follower=$!
 }
 
@@ -119,7 +136,7 @@ stop_following() {
 run_sample() {
   local option=$1
   shift
-  timeout 300 scripts/wine.sh msiexec "$option" "$(wine_path "$sample/sample.msi")" /qn /l*v \
+  timeout 300 scripts/wine.sh msiexec "$option" "$(wine_path "$sample/${package:-sample.msi}")" /qn /l*v \
     "$(wine_path "$log")" "$@"
 }
 
