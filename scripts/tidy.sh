@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 files=("$@")
-[ ${#files[@]} -gt 0 ] || mapfile -t files < <(git ls-files 'src/*.cpp')
+[ ${#files[@]} -gt 0 ] || mapfile -t files < <(find src -name '*.cpp')
 # The compiler's own include folders, which clang does not know.
 mapfile -t folders < <(i686-w64-mingw32-g++-win32 -xc++ -E -v /dev/null 2>&1 |
   sed -n '/#include </,/End of search/s/^ \(\/.*\)/\1/p' | grep -v 'lib/gcc/.*/include$')
