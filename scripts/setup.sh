@@ -12,6 +12,7 @@ packages=(
   nginx-light vsftpd openssl              # servers for the download tests and the demo, on loopback
   msitools gcab                           # make the sample package from text tables
   clang-format                            # the layout check
+  perl                                    # the demo's narrator and the servers' set-up
 )
 
 missing=()

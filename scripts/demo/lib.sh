@@ -17,7 +17,13 @@ exit_code=0
 log=""
 
 mkdir -p build
-trap 'scripts/wine.sh --stop; scripts/stop_servers.sh "$servers"' EXIT
+finished=no
+finish() {
+  scripts/wine.sh --stop
+  scripts/stop_servers.sh "$servers"
+  [ "$finished" = yes ] || echo "demo: FAILED, it stopped before its end"
+}
+trap finish EXIT
 
 heading() { printf '\n== %s\n' "$*"; }
 step() { printf '  [%6.2f s] %s\n' "$(echo "$(date +%s.%N) $start_time" | awk '{print $1 - $2}')" "$*"; }
@@ -38,6 +44,7 @@ check() {
 not() { ! "$@"; }
 
 verdict() {
+  finished=yes
   heading "Verdict"
   if [ "$checks_failed" = 0 ]; then
     echo "demo: all $checks_passed checks passed"
