@@ -25,8 +25,8 @@ done < <(awk '/DLL Name:/ {dll = $3} /^\t[0-9a-f]+\t +[0-9]+ +/ {print dll, $3}'
 
 grep -q DYNAMIC_BASE <<<"$headers" || complain "DYNAMIC_BASE is not set"
 grep -q NX_COMPAT <<<"$headers" || complain "NX_COMPAT is not set"
-dump -h | grep -q '\.rsrc' || complain "the version resource is missing"
-dump -t | grep -q 'no symbols' || complain "the file is not stripped"
+dump -h | grep '\.rsrc' >/dev/null || complain "the version resource is missing"
+dump -t | grep 'no symbols' >/dev/null || complain "the file is not stripped"
 
 echo "Prereq.dll: $(stat -c %s "$library") bytes, $(wc -w <<<"$found") exports"
 exit $bad

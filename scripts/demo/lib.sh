@@ -84,7 +84,7 @@ wine_path() { printf 'Z:%s' "${1//\//\\}"; }
 # The value "Version" that a sample setup left in the 32-bit registry.
 registered() {
   scripts/wine.sh reg query "HKLM\\Software\\Sample Maker\\Prerequisites\\$1" /v Version /reg:32 |
-    grep -qE "REG_SZ +$2"
+    grep -E "REG_SZ +$2" >/dev/null
 }
 
 # product_registered [product code]
@@ -99,12 +99,11 @@ logged() { grep -aqE "$1" "$log"; }
 
 # in_order <file> <pattern...>: each pattern matches a line after the one before.
 in_order() {
-  local file=$1 line=0 next
-  shift
-  for pattern in "$@"; do
-    next=$(tail -n +$((line + 1)) "$file" | grep -anE -m 1 "$pattern" | cut -d: -f1) || return 1
-    line=$((line + next))
-  done
+  perl -e '
+    my ($file, @patterns) = @ARGV;
+    open my $in, "<", $file or exit 1;
+    while (@patterns and my $line = <$in>) { shift @patterns if $line =~ /$patterns[0]/ }
+    exit(@patterns ? 1 : 0)' "$@"
 }
 
 # Takes product and prerequisites of an earlier run off the machine.
@@ -174,7 +173,7 @@ run_values() {
 
 sample_value() {
   scripts/wine.sh reg query 'HKLM\Software\Sample Maker\Sample Product' /v "$1" /reg:32 |
-    grep -qE "REG_SZ +$2"
+    grep -E "REG_SZ +$2" >/dev/null
 }
 
 # Switches the Wine machine off, whatever runs on it, and on again.
