@@ -144,6 +144,7 @@ void FindFiles(const Criterion& criterion, const VersionBounds& bounds,
   }
   // No box asks for a disk when a drive is empty.
   const UINT old_mode = ::SetErrorMode(SEM_FAILCRITICALERRORS);
+  ::SetErrorMode(old_mode | SEM_FAILCRITICALERRORS);
   const util::ScopeExit restore_mode([old_mode] { ::SetErrorMode(old_mode); });
   std::optional<util::FileRedirectionOff> redirection_off;
   if (criterion.view64) redirection_off.emplace();

@@ -18,7 +18,7 @@ class DirectoryResolver {
 
   // The folder's path; empty when the key is unknown or its parents run in a circle. A property of
   // that name is the answer as it stands. Otherwise the path begins with what the nearest parent
-  // that has a property gives, and has a backslash after every name appended to it.
+  // that has a property gives, with a backslash at its end, and has one after every name appended.
   std::wstring ResolveDirectory(const std::wstring& key);
 
  private:

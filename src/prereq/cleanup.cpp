@@ -9,6 +9,18 @@
 namespace prereq {
 namespace {
 
+// A path that steps up again could begin with a work folder and lie outside it. No phase makes one,
+// but the setup executable names the files that it unpacks.
+bool StepsUp(const std::wstring& path) {
+  for (size_t at = path.find(L".."); at != std::wstring::npos; at = path.find(L"..", at + 1)) {
+    const auto ends = [&](size_t index) {
+      return index >= path.size() || path[index] == L'\\' || path[index] == L'/';
+    };
+    if (at != 0 && ends(at - 1) && ends(at + 2)) return true;
+  }
+  return false;
+}
+
 const std::wstring* FindWorkFolder(const std::vector<std::wstring>& folders,
                                    const std::wstring& file) {
   for (const std::wstring& folder : folders) {
@@ -53,7 +65,7 @@ void CleanupRunner::Run() const {
   const auto files = util::Split(session.GetProperty(kFilesProperty), kListSeparator);
   const auto folders = util::Split(session.GetProperty(kFoldersProperty), kListSeparator);
   for (const std::wstring& file : files) {
-    if (!util::FileExists(file)) continue;
+    if (!util::FileExists(file) || StepsUp(file)) continue;
     const std::wstring* const folder = FindWorkFolder(folders, file);
     if (folder != nullptr) RemoveWithEmptyFolders(file, *folder);
   }

@@ -16,7 +16,6 @@ struct WideShell {
   using Text = std::wstring;
   static constexpr wchar_t kOpen[] = L"open";
   static constexpr wchar_t kLongPathPrefix[] = L"\\\\?\\";
-  static constexpr wchar_t kBackslash = L'\\';
   static bool Execute(Info* info) { return ::ShellExecuteExW(info) != FALSE; }
 };
 
@@ -25,20 +24,22 @@ struct AnsiShell {
   using Text = std::string;
   static constexpr char kOpen[] = "open";
   static constexpr char kLongPathPrefix[] = "\\\\?\\";
-  static constexpr char kBackslash = '\\';
   static bool Execute(Info* info) { return ::ShellExecuteExA(info) != FALSE; }
 };
 
 // The shell's own error boxes stay away: whoever asked for the start reports the failure.
 constexpr ULONG kQuiet = SEE_MASK_FLAG_NO_UI;
 
-template <typename Shell>
-bool Launch(const typename Shell::Text& file, const typename Shell::Text& arguments,
-            DWORD* exit_code, bool hidden) {
-  // The folder keeps the long-path prefix on purpose; only the file is named without it.
-  const size_t slash = file.rfind(Shell::kBackslash);
-  const auto folder = slash == file.npos ? typename Shell::Text() : file.substr(0, slash);
+// The folder keeps the long-path prefix on purpose; only the file is named without it. Cut from the
+// wide text: in some code pages the second byte of a letter is a backslash.
+std::wstring FolderOf(const std::wstring& file) {
+  const size_t slash = file.rfind(L'\\');
+  return slash == std::wstring::npos ? std::wstring() : file.substr(0, slash);
+}
 
+template <typename Shell>
+bool Launch(const typename Shell::Text& file, const typename Shell::Text& folder,
+            const typename Shell::Text& arguments, DWORD* exit_code, bool hidden) {
   typename Shell::Info info = {};
   info.cbSize = sizeof(info);
   info.fMask = kQuiet | (exit_code != nullptr ? SEE_MASK_NOCLOSEPROCESS : 0);
@@ -80,13 +81,14 @@ bool NeedsQuotes(const std::wstring& item) {
 
 bool LaunchProgram(const std::wstring& file, const std::wstring& arguments, DWORD* exit_code,
                    bool hidden) {
-  if (IsNtFamily()) return Launch<WideShell>(file, arguments, exit_code, hidden);
-  return Launch<AnsiShell>(ToAnsi(file), ToAnsi(arguments), exit_code, hidden);
+  if (IsNtFamily()) return Launch<WideShell>(file, FolderOf(file), arguments, exit_code, hidden);
+  return Launch<AnsiShell>(ToAnsi(file), ToAnsi(FolderOf(file)), ToAnsi(arguments), exit_code,
+                           hidden);
 }
 
 bool LaunchProgram(const std::string& file, const std::string& arguments, DWORD* exit_code,
                    bool hidden) {
-  return Launch<AnsiShell>(file, arguments, exit_code, hidden);
+  return Launch<AnsiShell>(file, ToAnsi(FolderOf(ToWide(file))), arguments, exit_code, hidden);
 }
 
 bool StartHidden(const std::wstring& file, const std::wstring& arguments, bool wait) {
