@@ -7,6 +7,7 @@ set -euo pipefail
 packages=(
   cmake ninja-build                       # the build
   g++-mingw-w64-i686-win32                # the cross compiler of the library
+  libz-mingw-w64-dev                      # compression of the reference setup executable
   doctest-dev                             # the test framework (headers only)
   wine wine32:i386 wine64                 # the platform that the tests run on
   nginx-light vsftpd openssl              # servers for the download tests and the demo, on loopback
