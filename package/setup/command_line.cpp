@@ -34,6 +34,12 @@ std::wstring_view TakeWord(std::wstring_view* line) {
   return word;
 }
 
+std::wstring Unquoted(std::wstring_view word) {
+  std::wstring text(word);
+  std::erase(text, L'"');
+  return text;
+}
+
 bool IsNumber(std::wstring_view text) {
   return !text.empty() && text.size() <= kLongestNumber &&
          text.find_first_not_of(L"0123456789") == text.npos;
@@ -61,14 +67,13 @@ std::wstring_view SkipProgramName(std::wstring_view command_line) {
 }
 
 std::optional<ExtractRequest> ReadExtractRequest(std::wstring_view arguments) {
-  std::wstring_view word = TakeWord(&arguments);
+  std::wstring word = Unquoted(TakeWord(&arguments));
   if (!StartsWith(word, kGroups)) return std::nullopt;
   ExtractRequest request;
   request.is_understood = ReadGroups(word.substr(kGroups.size()), &request.groups);
-  while (!(word = TakeWord(&arguments)).empty()) {
+  while (!(word = Unquoted(TakeWord(&arguments))).empty()) {
     if (StartsWith(word, kOut)) {
       request.folder = word.substr(kOut.size());
-      std::erase(request.folder, L'"');
     } else if (StartsWith(word, kCallback) && IsNumber(word.substr(kCallback.size()))) {
       request.callback_id = util::ToAnsi(word.substr(kCallback.size()));
     } else {
