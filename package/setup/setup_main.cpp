@@ -25,7 +25,7 @@ std::wstring Describe(DWORD error) {
     case ERROR_BAD_ARGUMENTS:
       return L"Usage: /groupsextract:<group>;... /out:\"<folder>\" [/callbackid:<number>]";
     default:
-      return L"The setup could not be started: " + util::ErrorText(error);
+      return L"The setup failed: " + util::ErrorText(error);
   }
 }
 
