@@ -22,8 +22,8 @@ check "Sample Runtime is missing" not registered Runtime 2.1
 check "Sample Extras is missing" not registered Extras 3.0
 check "the product is not installed" not product_registered
 
-heading "msiexec /i sample.msi /qn"
-install_sample first /i
+heading "Setup.exe /qn"
+install_sample first Setup.exe
 
 heading "Evidence"
 check "the installation succeeded" [ "$exit_code" = 0 ]
@@ -33,7 +33,7 @@ check "Sample Extras' registry value" registered Extras 3.0
 check "Sample Extras' program" [ -s "$programs/Sample Prerequisites/Extras.exe" ]
 check "the runtime's setup got its command line" setup_called \
   'Runtime: called with \[name=Runtime version=2.1 for="Sample Product"\]'
-check "each setup ran in its own folder" setup_called 'in \[Z:.*sample\], exit code'
+check "each setup ran in its own folder" setup_called 'Tools: .* in \[C:.*.Prerequisites\], exit code'
 check "exit code 3010 did not stop the installation" setup_called 'Extras: .*exit code 3010'
 check "four setups were launched, the codec's was not" [ "$(setups_run)" = 4 ]
 check "the runtime came before the product, the extras after it" in_order "$log" \
@@ -42,8 +42,10 @@ check "the runtime came before the product, the extras after it" in_order "$log"
 check "the runtime was downloaded in one go" not requests RuntimeSetup.exe 'range="bytes'
 check "the driver's download was cut and went on where it stopped" requests DriverSetup.exe ' 206 .*range="bytes=[1-9]'
 step "         $(requests DriverSetup.exe '' | tr '\n' ';')"
+check "the tools were unpacked from the setup executable" logged '^Action start .*QX_ExtractPrereq'
 check "the extras came over FTP" grep -q 'OK DOWNLOAD.*ExtrasSetup.exe' "$servers/ftp.log"
 check "the clean-up left no downloaded file and no folder" [ ! -e "$work_folder" ]
+check "the clean-up left no unpacked file and no folder" not compgen -G "$temp_folder/*/Prerequisites"
 check "the runtime was found by its version in the registry" logged 'Property.*: SAMPLE_RUNTIME = 2\.1'
 check "the tools were found by their file version" logged 'Property.*: SAMPLE_TOOLS = 4\.0\.2\.0'
 check "the codec was found as a related product" logged 'Property.*: SAMPLE_CODEC = 1\.0\.3'
@@ -53,18 +55,27 @@ check "the product's program" [ -s "$programs/Sample Product/Read me.txt" ]
 
 heading "The same package again: msiexec /x, then /i"
 rm -f "$setups_log"
-install_sample remove /x
+install_sample remove sample.msi /x
 check "the product is gone" not product_registered
-install_sample again /i
+install_sample again sample.msi /i
 check "the installation succeeded" [ "$exit_code" = 0 ]
 check "nothing was launched" [ "$(setups_run)" = 0 ]
 check "the product is registered again" product_registered
+
+heading "Without the setup executable: the tools' setup lies beside the package"
+run_quietly /x
+rm "$programs/Sample Prerequisites/Tools.exe"
+install_sample beside sample.msi /i
+check "the installation succeeded" [ "$exit_code" = 0 ]
+check "only the tools' setup was launched, from beside the package" setup_called \
+  'Tools: .* in \[Z:.*sample\], exit code'
+check "nothing else was launched" [ "$(setups_run)" = 1 ]
 
 heading "A restart in the middle: Sample Driver's setup asks for one and waits for it"
 forget_sample
 install_codec
 start_following restart
-run_sample /i SAMPLE_RESTART=yes 'SAMPLE_CHOICE=red & blue' &
+run_sample Setup.exe SAMPLE_RESTART=yes 'SAMPLE_CHOICE=red & blue' &
 check "Sample Driver wants the machine restarted" wait_until 30 [ -e "$temp_folder/sample-restart" ]
 stop_following
 check "the product is not installed yet" not product_registered
@@ -95,7 +106,7 @@ install_codec
 cp "$sample/sample.msi" "$sample/wrong.msi"
 msibuild "$sample/wrong.msi" -q \
   "UPDATE \`QX_PreRequisite\` SET \`MD5\` = '00000000000000000000000000000000' WHERE \`Prereq\` = 'Runtime'"
-package=wrong.msi install_sample wrong /i
+install_sample wrong wrong.msi /i
 check "the user is asked about the file" logged '^Warning 4156\.The setup file RuntimeSetup.exe'
 check "without an answer the installation stops" [ "$exit_code" != 0 ]
 check "nothing was launched" [ "$(setups_run)" = 0 ]

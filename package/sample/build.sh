@@ -38,10 +38,17 @@ sed -i "s/@READ_ME_SIZE@/$size/" "$work/File.idt"
 for setup in Runtime Driver Tools Codec Extras; do
   cp "$programs/sample_setup.exe" "$out/${setup}Setup.exe"
 done
-setup_size=$(stat -c %s "$programs/sample_setup.exe")
-setup_md5=$(md5sum "$programs/sample_setup.exe" | cut -d ' ' -f 1)
-sed -i "s/@SETUP_SIZE@/$setup_size/; s/@SETUP_MD5@/$setup_md5/; s,@HTTP@,$http,; s,@DROP@,$drop,
-  s,@FTP@,$ftp," "$work/QX_PreRequisite.idt"
+# A setup of some size, so that unpacking it takes a while.
+head -c $((16 << 20)) /dev/urandom >>"$out/ToolsSetup.exe"
+
+# fill_in <prefix> <file>: its size and digest in the place of @<prefix>_SIZE@ and @<prefix>_MD5@.
+fill_in() {
+  sed -i "s/@$1_SIZE@/$(stat -c %s "$2")/; s/@$1_MD5@/$(md5sum "$2" | cut -d ' ' -f 1)/" \
+    "$work/QX_PreRequisite.idt"
+}
+fill_in SETUP "$programs/sample_setup.exe"
+fill_in TOOLS "$out/ToolsSetup.exe"
+sed -i "s,@HTTP@,$http,; s,@DROP@,$drop,; s,@FTP@,$ftp," "$work/QX_PreRequisite.idt"
 
 cp "$here/product/readme.txt" "$work/ReadMe"
 (cd "$work" && gcab -c -z product.cab ReadMe)

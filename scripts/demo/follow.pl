@@ -117,23 +117,38 @@ sub read_log {
   }
 }
 
-# Tells how far the running download is, a few times a second.
-my ($told_size, $told_time) = (-1, 0);
-sub watch_download {
-  return if time - $told_time < 0.25;
-  opendir my $dir, $download_folder or return;
-  for my $part (grep { /\.part$/ } readdir $dir) {
-    my $size = -s "$download_folder/$part" // next;
-    next if $size == $told_size;
-    ($told_size, $told_time) = ($size, time);
-    say_step("   downloading " . $part =~ s/\.part$//r . ": $size bytes");
+# Tells how far the running download or unpacking is, a few times a second.
+my %told;
+my $told_time = 0;
+sub files_in {
+  my ($folder) = @_;
+  opendir my $dir, $folder or return ();
+  return map { "$folder/$_" } grep { !/^\.\.?$/ } readdir $dir;
+}
+
+sub watch_files {
+  my $now = time;
+  return if $now - $told_time < 0.1;
+  # Not by glob: the folder is named by a product code, and braces mean something else there.
+  my @growing = map { [downloading => $_] } grep { /\.part$/ } files_in($download_folder);
+  if ($action eq 'QX_ExtractPrereq') {
+    my $temp = $download_folder =~ s{/[^/]*$}{}r;
+    push @growing, map { [unpacking => $_] } map { files_in("$_/Prerequisites") } files_in($temp);
+  }
+  for (@growing) {
+    my ($what, $file) = @$_;
+    my $size = -s $file or next;
+    next if ($told{$file} // -1) == $size;
+    ($told{$file}, $told_time) = ($size, $now);
+    my $name = $file =~ s{.*/}{}r =~ s/\.part$//r;
+    say_step("   $what $name: $size bytes");
   }
 }
 
 until ($stopping) {
   $stopping = -e $stop_file;
   read_log(0);
-  watch_download();
+  watch_files();
   read_log(1) unless -e $logs[0];    # An installation that was started by the system keeps no log.
   sleep 0.02;
 }

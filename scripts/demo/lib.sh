@@ -71,6 +71,7 @@ serve_and_build_sample() {
   eval "$(grep -E '^(http|drop|ftp)=' "$servers/ports")"
   package/sample/build.sh build/ship/bin "$sample" "http://127.0.0.1:$http" "http://127.0.0.1:$drop" \
     "ftp://127.0.0.1:$ftp"
+  package/sample/build_setup.sh build/ship/bin "$sample"
   mv "$sample/RuntimeSetup.exe" "$sample/DriverSetup.exe" "$servers/www"
   mv "$sample/ExtrasSetup.exe" "$(cat "$servers/ftp_root")"
   step "nginx serves http://127.0.0.1:$http, and http://127.0.0.1:$drop which drops; vsftpd ftp://127.0.0.1:$ftp"
@@ -138,22 +139,26 @@ stop_following() {
   wait "$follower"
 }
 
-# run_sample <msiexec option> [property=value...]: the sample package without a user interface.
+# run_sample <Setup.exe|package.msi> [msiexec argument...]: without a user interface, in the foreground.
 run_sample() {
-  local option=$1
-  shift
-  timeout 300 scripts/wine.sh msiexec "$option" "$(wine_path "$sample/${package:-sample.msi}")" /qn /l*v \
-    "$(wine_path "$log")" "$@"
+  local arguments=("${@:2}" /qn /l*v "$(wine_path "$log")")
+  if [ "$1" = Setup.exe ]; then
+    timeout 300 scripts/wine.sh "$(wine_path "$sample/$1")" "${arguments[@]}"
+  else
+    timeout 300 scripts/wine.sh msiexec "$2" "$(wine_path "$sample/$1")" "${arguments[@]:1}"
+  fi
 }
 
-# install_sample <name> <msiexec option> [property=value...]: runs the package to its end. Leaves the
+run_quietly() { scripts/wine.sh msiexec "$1" "$(wine_path "$sample/sample.msi")" /qn; }
+
+# install_sample <name> <Setup.exe|package.msi> [msiexec argument...]: runs it to its end. Leaves the
 # installer's log in $log and its exit code in $exit_code.
 install_sample() {
   start_following "$1"
   exit_code=0
   run_sample "${@:2}" || exit_code=$?
   stop_following
-  step "msiexec ended with exit code $exit_code"
+  step "$2 ended with exit code $exit_code"
 }
 
 # wait_until <seconds> <command...>
