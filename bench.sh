@@ -11,4 +11,5 @@ scripts/wine.sh build/ship/bin/snapshot_bench.exe
 bench/md5.sh
 scripts/wine.sh build/ship/bin/search_bench.exe
 bench/download.sh
+scripts/wine.sh build/ship/bin/pipe_bench.exe
 scripts/wine.sh --stop

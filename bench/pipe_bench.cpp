@@ -1,0 +1,128 @@
+// 10,000 progress reports of a setup executable through the pipe and the library's server, beside
+// the same number of bare messages of the same sizes to and fro on the same kind of pipe. The best
+// of several runs each, taken in turn. No installer is there to be told.
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+#include "prereq/extract_progress_server.h"
+#include "stopwatch.h"
+#include "util/pipe_channel.h"
+#include "util/text.h"
+#include "util/unique_handle.h"
+
+namespace {
+
+constexpr int kReports = 10000;
+constexpr int kRounds = 5;
+constexpr int32_t kProgress = 0x0A000000;
+constexpr DWORD kBufferBytes = 2 * util::PipeChannel::kLongestTextChars;
+
+// What a report sends, each answered: a kind, and a number in two parts.
+constexpr std::wstring_view kTexts[] = {L"167772160", L"1234567890", L"0"};
+constexpr int64_t kBytes = 1234567890;
+
+std::string Suffix() { return "-bench-" + util::ToAnsi(util::ToDecimal(::GetCurrentProcessId())); }
+
+struct Talk {
+  void (*client)(const std::string& suffix);
+  std::string suffix;
+};
+
+DWORD WINAPI RunClient(LPVOID talk) {
+  static_cast<Talk*>(talk)->client(static_cast<Talk*>(talk)->suffix);
+  return 0;
+}
+
+// Seconds that the server takes, from before the client's first message to the last one's answer.
+template <typename Server>
+double Measure(void (*client)(const std::string&), Server serve) {
+  Talk talk{client, Suffix()};
+  util::UniqueKernelHandle thread(
+      ::CreateThread(nullptr, 0, &RunClient, &talk, CREATE_SUSPENDED, nullptr));
+  const double seconds = bench::Seconds([&] {
+    ::ResumeThread(thread.Get());
+    serve();
+  });
+  ::WaitForSingleObject(thread.Get(), INFINITE);
+  return seconds;
+}
+
+void ReportProgress(const std::string& suffix) {
+  util::PipeChannel channel;
+  if (!channel.Open(util::PipeChannel::Side::kClient, suffix)) return;
+  for (int i = 0; i < kReports; ++i) {
+    (void)channel.AskInteger(kProgress);
+    (void)channel.AskInteger64(kBytes);
+  }
+  (void)channel.AskClose();
+}
+
+void SendBare(HANDLE pipe, std::wstring_view text) {
+  DWORD written = 0;
+  ::WriteFile(pipe, text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), &written,
+              nullptr);
+  ::FlushFileBuffers(pipe);
+}
+
+bool ReceiveBare(HANDLE pipe) {
+  static thread_local wchar_t buffer[kBufferBytes / sizeof(wchar_t)];
+  DWORD read = 0;
+  return ::ReadFile(pipe, buffer, kBufferBytes, &read, nullptr) != FALSE;
+}
+
+void PingBare(const std::string& suffix) {
+  const util::UniqueFile pipe(::CreateFileA(("\\\\.\\pipe\\ToServer" + suffix).c_str(),
+                                            GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                            0, nullptr));
+  for (int i = 0; i < kReports; ++i) {
+    for (const std::wstring_view text : kTexts) {
+      SendBare(pipe.Get(), text);
+      ReceiveBare(pipe.Get());
+    }
+  }
+}
+
+double MeasureServer() {
+  util::PipeChannel channel;
+  if (!channel.Open(util::PipeChannel::Side::kServer, Suffix())) return 0;
+  const msi::InstallerSession session(0);
+  const prereq::ExtractGroups groups;
+  return Measure(&ReportProgress, [&] {
+    prereq::ExtractProgressServer server(session, &channel, groups);
+    server.Serve();
+    channel.Close();
+  });
+}
+
+double MeasureBare() {
+  util::UniqueFile pipe(
+      ::CreateNamedPipeA(("\\\\.\\pipe\\ToServer" + Suffix()).c_str(), PIPE_ACCESS_DUPLEX,
+                         PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, PIPE_UNLIMITED_INSTANCES,
+                         kBufferBytes, kBufferBytes, 5000, nullptr));
+  if (!pipe) return 0;
+  return Measure(&PingBare, [&] {
+    ::ConnectNamedPipe(pipe.Get(), nullptr);
+    for (int i = 0; i < 3 * kReports && ReceiveBare(pipe.Get()); ++i) SendBare(pipe.Get(), L"OK");
+    pipe.Reset();
+  });
+}
+
+}  // namespace
+
+int main() {
+  double ours = 1e9;
+  double bare = 1e9;
+  for (int round = 0; round < kRounds; ++round) {
+    bare = std::min(bare, MeasureBare());
+    ours = std::min(ours, MeasureServer());
+  }
+  if (ours == 0 || bare == 0) return 1;
+  std::printf("10,000 progress reports on the pipe: %.0f ms; bare ping-pong: %.0f ms; ratio %.2f\n",
+              ours * 1e3, bare * 1e3, ours / bare);
+  return 0;
+}
