@@ -11,6 +11,8 @@ export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
 # No browser and no .NET parts: their installers would only slow the first start down.
 export WINEDLLOVERRIDES="mscoree,mshtml=${WINEDLLOVERRIDES:+;$WINEDLLOVERRIDES}"
 unset DISPLAY
+# The same machine everywhere: without a UTF-8 locale it could not have file names beyond ASCII.
+export LC_ALL=C.UTF-8
 
 stamp=$WINEPREFIX/.prereq-ready-2
 make_prefix() {
