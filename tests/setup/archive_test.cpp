@@ -257,6 +257,26 @@ TEST_CASE("hostile sizes do no harm") {
   }
 }
 
+TEST_CASE("no more is written than the index says") {
+  struct Watch : setup::UnpackListener {
+    bool OnUnpacked(uint64_t bytes) override {
+      most = bytes;
+      return true;
+    }
+    uint64_t most = 0;
+  } watch;
+  const Sample sample;
+  const TempFolder folder;
+  Archive archive;
+  REQUIRE(archive.Open(sample.path) == ERROR_SUCCESS);
+  ArchiveEntry entry = archive.entries()[3];
+  entry.bytes = 70000;
+  CHECK(archive.Unpack(entry, Target(folder), &watch) == ERROR_FILE_CORRUPT);
+  CHECK(watch.most <= entry.bytes);
+  CHECK(watch.most > 0);
+  CHECK(NothingIsLeft(folder));
+}
+
 TEST_CASE("a listener that stops leaves nothing; a folder that is missing is an error") {
   struct Stop : setup::UnpackListener {
     bool OnUnpacked(uint64_t bytes) override {
