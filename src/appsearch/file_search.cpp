@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "appsearch/ansi_text.h"
+#include "util/ansi_text.h"
 #include "util/file_version.h"
 #include "util/scope_exit.h"
 #include "util/unique_handle.h"
@@ -28,8 +28,8 @@ struct Place {
 
 // Where the depth begins: the first "?", unless the text begins with it.
 size_t FindDepth(std::string_view text) {
-  const size_t mark = FindMark(text, "?");
-  return mark == 0 ? kNotFound : mark;
+  const size_t mark = util::FindMark(text, "?");
+  return mark == 0 ? util::kNoMark : mark;
 }
 
 // Blanks, a sign, digits. A number that does not fit is the largest: all levels.
@@ -65,7 +65,7 @@ std::vector<std::string> FixedDrives() {
 std::vector<std::string> ListCandidates(const std::string& search) {
   const std::string_view path = std::string_view(search).substr(0, FindDepth(search));
   // A reference stands for a folder.
-  if (FindMark(path, "\\]%!") != kNotFound) return {search};
+  if (util::FindMark(path, "\\]%!") != util::kNoMark) return {search};
   std::vector<std::string> candidates = FixedDrives();
   for (std::string& candidate : candidates) candidate += search;
   return candidates;
@@ -74,10 +74,10 @@ std::vector<std::string> ListCandidates(const std::string& search) {
 Place ToPlace(const std::string& candidate, const FolderResolver& folders) {
   const size_t mark = FindDepth(candidate);
   const std::string path = folders.Resolve(candidate.substr(0, mark));
-  const size_t slash = FindLastMark(path, "\\");
-  const size_t name = slash == kNotFound ? 0 : slash + 1;
+  const size_t slash = util::FindLastMark(path, "\\");
+  const size_t name = slash == util::kNoMark ? 0 : slash + 1;
   return {path.substr(0, name), path.substr(name),
-          mark == kNotFound ? 0 : ParseDepth(std::string_view(candidate).substr(mark + 1))};
+          mark == util::kNoMark ? 0 : ParseDepth(std::string_view(candidate).substr(mark + 1))};
 }
 
 class Walk {
@@ -122,7 +122,7 @@ class Walk {
     std::string text;
     for (const uint16_t part : read.parts) {
       if (version.count != 0) text += '.';
-      text += ToDecimalText(part);
+      text += util::ToDecimalText(part);
       version.parts[version.count++] = part;
     }
     findings_->push_back(std::move(text));

@@ -5,7 +5,7 @@
 #include <optional>
 #include <utility>
 
-#include "appsearch/ansi_text.h"
+#include "util/ansi_text.h"
 #include "appsearch/installer_folders.h"
 #include "appsearch/registry.h"
 #include "util/unique_handle.h"
@@ -24,9 +24,9 @@ std::optional<std::string> ReadVariable(const std::string& name) {
 }
 
 std::string ReadRegistry(const std::string& name) {
-  const size_t first = FindMark(name, "\\");
-  const size_t last = FindLastMark(name, "\\");
-  if (first == kNotFound) return {};
+  const size_t first = util::FindMark(name, "\\");
+  const size_t last = util::FindLastMark(name, "\\");
+  if (first == util::kNoMark) return {};
   // With one backslash only, the value is the root's own.
   const std::string path = first < last ? name.substr(first + 1, last - first - 1) : std::string();
   util::UniqueRegistryKey key;
@@ -42,27 +42,28 @@ std::string ReadRegistry(const std::string& name) {
 size_t FindEnd(const std::string& text, size_t open) {
   switch (text[open]) {
     case '[':
-      return FindMark(text, "]", open);
+      return util::FindMark(text, "]", open);
     case '%':
-      return FindMark(text, "%", open + 1);
+      return util::FindMark(text, "%", open + 1);
     default:
       // The name has at least one letter, be it the mark itself.
-      return FindMark(text, "!", NextLetter(text, open + 1));
+      return util::FindMark(text, "!", util::NextLetter(text, open + 1));
   }
 }
 
 }  // namespace
 
 FolderResolver::FolderResolver(std::string setup_folder)
-    : setup_folder_(setup_folder.empty() ? std::string() : WithEndSlash(std::move(setup_folder))) {}
+    : setup_folder_(setup_folder.empty() ? std::string()
+                                         : util::WithEndSlash(std::move(setup_folder))) {}
 
 std::string FolderResolver::Resolve(const std::string& text) const {
   std::string result;
   size_t copied = 0;
   for (;;) {
-    const size_t open = FindMark(text, "[%!", copied);
-    const size_t end = open == kNotFound ? kNotFound : FindEnd(text, open);
-    if (end == kNotFound) break;
+    const size_t open = util::FindMark(text, "[%!", copied);
+    const size_t end = open == util::kNoMark ? util::kNoMark : FindEnd(text, open);
+    if (end == util::kNoMark) break;
     result.append(text, copied, open - copied);
     copied = end + 1;
 

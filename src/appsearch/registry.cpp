@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "appsearch/ansi_text.h"
+#include "util/ansi_text.h"
 #include "util/wow64.h"
 
 namespace appsearch {
@@ -35,7 +35,7 @@ std::string TextOf(std::string buffer, DWORD size_bytes) {
 std::string NumberOf(const std::string& buffer, DWORD size_bytes) {
   uint32_t number = 0;
   std::memcpy(&number, buffer.data(), size_bytes < sizeof(number) ? size_bytes : sizeof(number));
-  return ToDecimalText(number);
+  return util::ToDecimalText(number);
 }
 
 }  // namespace
@@ -50,8 +50,8 @@ HKEY ParseRoot(std::string_view name) {
 
 util::UniqueRegistryKey OpenKey(const std::string& path, bool view64) {
   util::UniqueRegistryKey key;
-  const size_t slash = FindMark(path, "\\");
-  if (slash == kNotFound) return key;
+  const size_t slash = util::FindMark(path, "\\");
+  if (slash == util::kNoMark) return key;
   const REGSAM view = view64 && util::Is64BitSystem() ? KEY_WOW64_64KEY : 0;
   if (::RegOpenKeyExA(ParseRoot(std::string_view(path).substr(0, slash)), path.c_str() + slash + 1,
                       0, KEY_READ | view, key.Receive()) != ERROR_SUCCESS) {
@@ -61,8 +61,8 @@ util::UniqueRegistryKey OpenKey(const std::string& path, bool view64) {
 }
 
 std::optional<ValuePath> SplitValuePath(const std::string& path) {
-  const size_t slash = FindLastMark(path, "\\");
-  if (slash == kNotFound) return std::nullopt;
+  const size_t slash = util::FindLastMark(path, "\\");
+  if (slash == util::kNoMark) return std::nullopt;
   return ValuePath{path.substr(0, slash), path.substr(slash + 1)};
 }
 

@@ -58,6 +58,14 @@ std::optional<uint64_t> StartOfRange(const std::string& header) {
   return util::ParseDecimal<uint64_t>(std::string_view(header).substr(first));
 }
 
+std::optional<uint64_t> TotalOfRange(const std::string& header) {
+  const size_t slash = header.find('/');
+  if (slash == header.npos || header.find_first_of("0123456789", slash) != slash + 1) {
+    return std::nullopt;
+  }
+  return util::ParseDecimal<uint64_t>(std::string_view(header).substr(slash + 1));
+}
+
 std::string NameFromLocation(const std::string& address) {
   return address.substr(address.rfind('/') + 1);  // All of it without a slash: npos + 1 is 0.
 }

@@ -18,6 +18,9 @@ std::string NameFromDisposition(const std::string& header);
 // The position that a Content-Range header says the body starts at; nothing when it says none.
 std::optional<uint64_t> StartOfRange(const std::string& header);
 
+// The size of the whole file that it names; nothing when it names none.
+std::optional<uint64_t> TotalOfRange(const std::string& header);
+
 // The last part of a decoded address.
 std::string NameFromLocation(const std::string& address);
 

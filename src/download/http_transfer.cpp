@@ -156,8 +156,12 @@ uint32_t HttpRequest::TakeWholeFile(DWORD length) {
 }
 
 bool HttpRequest::IsAskedRange(DWORD length) const {
+  if (length == 0) return false;
   const auto header = ReadHeader(session_->request(), HTTP_QUERY_CONTENT_RANGE);
-  return length != 0 && (!header || StartOfRange(*header).value_or(asked_offset_) == asked_offset_);
+  if (!header) return true;
+  const uint64_t end = uint64_t{asked_offset_} + length;
+  return StartOfRange(*header).value_or(asked_offset_) == asked_offset_ &&
+         TotalOfRange(*header).value_or(end) == end;
 }
 
 bool HttpRequest::LogIn(DWORD status) {

@@ -14,6 +14,16 @@ std::string OwnModulePath() {
 }
 
 void PinOwnModule() {
+  // By address where the system can: a path need not be expressible in the ANSI code page.
+  using GetModule = BOOL(WINAPI*)(DWORD, const wchar_t*, HMODULE*);
+  const auto get_module = reinterpret_cast<GetModule>(reinterpret_cast<void*>(
+      ::GetProcAddress(::GetModuleHandleA("kernel32.dll"), "GetModuleHandleExW")));
+  HMODULE module = nullptr;
+  if (get_module != nullptr &&
+      get_module(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                 reinterpret_cast<const wchar_t*>(&__ImageBase), &module)) {
+    return;
+  }
   (void)::LoadLibraryA(OwnModulePath().c_str());  // One more reference, never given back.
 }
 

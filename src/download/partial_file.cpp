@@ -1,5 +1,7 @@
 #include "download/partial_file.h"
 
+#include "util/ansi_text.h"
+
 namespace download {
 namespace {
 
@@ -18,7 +20,7 @@ bool IsFolder(const std::string& path) {
 
 uint32_t MakeFolder(const std::string& path) {
   if (path.empty() || path.back() == ':' || IsFolder(path)) return NO_ERROR;
-  const size_t separator = path.find_last_of(kSeparators);
+  const size_t separator = util::FindLastMark(path, kSeparators);
   if (separator != std::string::npos) {
     if (const uint32_t error = MakeFolder(path.substr(0, separator))) return error;
   }
@@ -39,7 +41,7 @@ uint32_t PartialFile::ReadOldSize() const {
 }
 
 uint32_t PartialFile::MakeFolders() const {
-  const size_t separator = path_.find_last_of(kSeparators);
+  const size_t separator = util::FindLastMark(path_, kSeparators);
   return separator == std::string::npos ? NO_ERROR : MakeFolder(path_.substr(0, separator));
 }
 

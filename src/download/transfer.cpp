@@ -70,6 +70,7 @@ uint32_t Transfer::ReadAll() {
     uint32_t error = ReadChunk(&count);
     if (error == NO_ERROR && count != 0) {
       if (const uint32_t failed = file_.Write(session_.data(), count)) return Report(failed);
+      idle_reconnects_ = 0;
       SendProgress(count);
       state_->WaitWhilePaused();
       if (state_->IsCancelled()) return NO_ERROR;
@@ -78,9 +79,9 @@ uint32_t Transfer::ReadAll() {
     if (error == NO_ERROR) {
       if (size_ == 0 || file_.Size() >= size_) return Finish();
       if (!is_http_) return Report(kEndedShort);
-      error = Reconnect();
+      error = Reconnect(ERROR_INTERNET_TIMEOUT);
     } else if (is_http_ && IsDropped(error)) {
-      error = Reconnect();
+      error = Reconnect(error);
     }
     if (error != NO_ERROR) return Report(error);
   }
@@ -95,8 +96,10 @@ uint32_t Transfer::ReadChunk(DWORD* count) {
 }
 
 // Opens the transfer again where it broke off. Without resume, or with a server that does not
-// continue, that cannot succeed once there are bytes in the file.
-uint32_t Transfer::Reconnect() {
+// continue, that cannot succeed once there are bytes in the file. A server that drops again and
+// again without a byte is given up with what made it necessary.
+uint32_t Transfer::Reconnect(uint32_t reason) {
+  if (idle_reconnects_++ > state_->retries) return reason;
   session_.CloseRequest();
   const uint64_t size = file_.FlushedSize();
   if (size > 0xFFFFFFFF) return ERROR_INTERNET_TIMEOUT;  // Positions have 32 bits.

@@ -25,7 +25,7 @@ class Transfer {
 
  private:
   uint32_t Open(uint32_t* offset);
-  uint32_t Reconnect();
+  uint32_t Reconnect(uint32_t reason);
   uint32_t PrepareFile(uint32_t offset);
   uint32_t ReadAll();
   uint32_t ReadChunk(DWORD* count);
@@ -38,7 +38,8 @@ class Transfer {
   Session session_;
   PartialFile file_;
   bool is_http_ = false;
-  uint32_t size_ = 0;  // Of the whole file; 0 when unknown.
+  int32_t idle_reconnects_ = 0;  // Since the last byte came.
+  uint32_t size_ = 0;            // Of the whole file; 0 when unknown.
 };
 
 }  // namespace download

@@ -2,6 +2,8 @@
 
 #include "download/wininet.h"
 
+#include "util/ansi_text.h"
+
 namespace download {
 namespace {
 
@@ -94,12 +96,12 @@ std::string LocalPath(const std::string& url, const std::string& folder,
   }
   const bool is_full_path = name.find(':', 1) != std::string::npos;
   if (is_full_path || folder.empty()) return name;
-  return folder + (folder.back() == '\\' ? "" : "\\") + name;
+  return util::WithEndSlash(folder) + name;
 }
 
 std::string WithoutForbidden(std::string name) {
-  for (size_t at = name.find_first_of(kForbidden); at != std::string::npos;
-       at = name.find_first_of(kForbidden, at + 1)) {
+  for (size_t at = util::FindMark(name, kForbidden); at != util::kNoMark;
+       at = util::FindMark(name, kForbidden, at + 1)) {
     name[at] = '_';
   }
   return name;

@@ -9,6 +9,8 @@
 namespace prereq {
 namespace {
 
+constexpr wchar_t kPartialFileEnding[] = L".part";
+
 // A path that steps up again could begin with a work folder and lie outside it. No phase makes one,
 // but the setup executable names the files that it unpacks.
 bool StepsUp(const std::wstring& path) {
@@ -65,9 +67,12 @@ void CleanupRunner::Run() const {
   const auto files = util::Split(session.GetProperty(kFilesProperty), kListSeparator);
   const auto folders = util::Split(session.GetProperty(kFoldersProperty), kListSeparator);
   for (const std::wstring& file : files) {
-    if (!util::FileExists(file) || StepsUp(file)) continue;
-    const std::wstring* const folder = FindWorkFolder(folders, file);
-    if (folder != nullptr) RemoveWithEmptyFolders(file, *folder);
+    // A transfer that broke off leaves a partial file beside the recorded name.
+    for (const std::wstring& path : {file, file + kPartialFileEnding}) {
+      if (!util::FileExists(path) || StepsUp(path)) continue;
+      const std::wstring* const folder = FindWorkFolder(folders, path);
+      if (folder != nullptr) RemoveWithEmptyFolders(path, *folder);
+    }
   }
 }
 

@@ -41,11 +41,13 @@ bool DownloadRow(PrerequisiteManager* manager, const msi::TableRow& row) {
     msi::SendActionDataDone(manager->install(), row.Get(L"DisplayName"));
     return true;
   }
-  // Before the transfer, so that the clean-up finds what is left of a broken one.
+  // Before the transfer, so that the clean-up finds what is left of a broken one too.
   AppendToFileList(manager->session(), path);
+  // The downloader takes a path with a drive as it is; one on a server it puts together itself.
+  const std::wstring target = path.find(L':') != std::wstring::npos ? path : SetupFileName(row);
   // The downloader works in the ANSI code page.
   if (!Fetch(manager, util::ToAnsi(row.Get(L"SetupFileUrl")),
-             util::ToAnsi(DownloadFolder(manager->session())), util::ToAnsi(path))) {
+             util::ToAnsi(DownloadFolder(manager->session())), util::ToAnsi(target))) {
     return false;
   }
   msi::SendActionDataDone(manager->install(), row.Get(L"DisplayName"));

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "appsearch/ansi_text.h"
+#include "util/ansi_text.h"
 
 TEST_CASE("the first letter of a reference says how a value is compared") {
   struct Case {
@@ -62,11 +62,11 @@ TEST_CASE("the second half of a letter is not a mark") {
   constexpr UINT kJapanese = 932;
   // "\x95\x5C" is one letter there, and "\x83\x5B" and "\x83\x5D" are two more.
   const std::string text = "C:\\\x95\\x[\x83[\x83]]\\\x95\\";
-  CHECK(appsearch::FindMark(text, "[", 0, kJapanese) == 6);
-  CHECK(appsearch::FindMark(text, "]", 0, kJapanese) == 11);
-  CHECK(appsearch::FindLastMark(text, "\\", kJapanese) == 12);
-  CHECK(appsearch::FindLastMark(text, "\\") == text.size() - 1);
-  CHECK(appsearch::NextLetter(text, 3, kJapanese) == 5);
-  CHECK(appsearch::FindMark("\x95", "\\", 0, kJapanese) == appsearch::kNotFound);
-  CHECK(appsearch::FindMark("abc", "c", 7) == appsearch::kNotFound);
+  CHECK(util::FindMark(text, "[", 0, kJapanese) == 6);
+  CHECK(util::FindMark(text, "]", 0, kJapanese) == 11);
+  CHECK(util::FindLastMark(text, "\\", kJapanese) == 12);
+  CHECK(util::FindLastMark(text, "\\") == text.size() - 1);
+  CHECK(util::NextLetter(text, 3, kJapanese) == 5);
+  CHECK(util::FindMark("\x95", "\\", 0, kJapanese) == util::kNoMark);
+  CHECK(util::FindMark("abc", "c", 7) == util::kNoMark);
 }

@@ -201,6 +201,21 @@ TEST_CASE("a transfer survives several drops, each continued at the exact byte")
   CHECK(std::count(states.begin(), states.end(), 1u) == 1);
 }
 
+TEST_CASE("a server that drops without a byte, again and again, is given up") {
+  const auto content = TestContent(400000);
+  HttpServer server([&](const HttpRequest& request, size_t index) {
+    HttpReply reply = ServeRange(request, content);
+    reply.end_after = index == 0 ? 100001 : 0;
+    return reply;
+  });
+  const Target target;
+  RecordingListener listener;
+  CHECK(Download(server.Url("/setup.exe"), target, &listener) == 12002);  // Timed out.
+  CHECK(target.Partial() == content->substr(0, 100001));
+  // The first, and as many again as a connection is tried.
+  CHECK(server.requests().size() == 8);
+}
+
 TEST_CASE("a partial file is continued, or begun anew, or found to be all there is") {
   constexpr size_t kSize = 300000;
   constexpr size_t kPartial = 100000;
@@ -232,6 +247,15 @@ TEST_CASE("a partial file is continued, or begun anew, or found to be all there 
        0,
        1},
       {"nothing left to send", {.status = 0}, kSize, true, 0, 0, 2},
+      {"a part of the range",
+       {.status = 206,
+        .headers = {"Content-Range: bytes 100000-199999/300000"},
+        .body = TestContent(kPartial)},
+       kPartial,
+       true,
+       0,
+       0,
+       2},
       {"another range",
        {.status = 206,
         .headers = {"Content-Range: bytes 5-299999/300000"},

@@ -90,6 +90,9 @@ TEST_CASE("header texts are taken apart") {
   CHECK(NameFromLocation("http://host/") == "");
   CHECK(StartOfRange("bytes 1000-4999/5000") == 1000);
   CHECK(StartOfRange("bytes */5000") == std::nullopt);
+  CHECK(TotalOfRange("bytes 1000-4999/5000") == 5000);
+  CHECK(TotalOfRange("bytes 1000-4999/*") == std::nullopt);
+  CHECK(TotalOfRange("bytes 1000-4999") == std::nullopt);
   CHECK(StartOfRange("bytes 5000000000-5000000001/*") == 5000000000);
 }
 

@@ -27,6 +27,8 @@ std::optional<uint32_t> HttpRequest::Range() const {
 HttpServer::HttpServer(Script script, unsigned short port)
     : script_(std::move(script)), reached_end_(::CreateEventA(nullptr, FALSE, FALSE, nullptr)) {
   ::InitializeCriticalSection(&section_);
+  // A client that knows the port may be there at once: nobody is served before the server is whole.
+  const Lock lock(&section_);
   server_ = std::make_unique<SocketServer>([this](SOCKET socket) { Serve(socket); }, port);
 }
 

@@ -1,8 +1,8 @@
-#include "appsearch/ansi_text.h"
+#include "util/ansi_text.h"
 
 #include "util/text.h"
 
-namespace appsearch {
+namespace util {
 
 size_t NextLetter(std::string_view text, size_t at, UINT code_page) {
   const bool two_bytes =
@@ -12,24 +12,24 @@ size_t NextLetter(std::string_view text, size_t at, UINT code_page) {
 
 size_t FindMark(std::string_view text, std::string_view marks, size_t from, UINT code_page) {
   for (size_t i = from; i < text.size(); i = NextLetter(text, i, code_page)) {
-    if (marks.find(text[i]) != kNotFound) return i;
+    if (marks.find(text[i]) != kNoMark) return i;
   }
-  return kNotFound;
+  return kNoMark;
 }
 
 size_t FindLastMark(std::string_view text, std::string_view marks, UINT code_page) {
-  size_t last = kNotFound;
-  for (size_t i = 0; (i = FindMark(text, marks, i, code_page)) != kNotFound; ++i) last = i;
+  size_t last = kNoMark;
+  for (size_t i = 0; (i = FindMark(text, marks, i, code_page)) != kNoMark; ++i) last = i;
   return last;
 }
 
 std::string WithEndSlash(std::string folder) {
   // The last byte may be the second half of a letter.
   const size_t slash = FindLastMark(folder, "\\");
-  if (slash == kNotFound || slash + 1 != folder.size()) folder += '\\';
+  if (slash == kNoMark || slash + 1 != folder.size()) folder += '\\';
   return folder;
 }
 
-std::string ToDecimalText(uint32_t value) { return util::ToAnsi(util::ToDecimal(value)); }
+std::string ToDecimalText(uint32_t value) { return ToAnsi(ToDecimal(value)); }
 
-}  // namespace appsearch
+}  // namespace util

@@ -1,5 +1,5 @@
-#ifndef APPSEARCH_ANSI_TEXT_H_
-#define APPSEARCH_ANSI_TEXT_H_
+#ifndef UTIL_ANSI_TEXT_H_
+#define UTIL_ANSI_TEXT_H_
 
 #include <windows.h>
 
@@ -10,11 +10,11 @@
 
 // Looking for marks in narrow text. In some code pages the second byte of a letter can look like a
 // backslash or a bracket, so bytes must not be searched one by one.
-namespace appsearch {
+namespace util {
 
-constexpr size_t kNotFound = std::string_view::npos;
+constexpr size_t kNoMark = std::string_view::npos;
 
-// Where the first or last of `marks` stands in `text`; kNotFound when there is none. `from` must
+// Where the first or last of `marks` stands in `text`; kNoMark when there is none. `from` must
 // not point into a letter.
 size_t FindMark(std::string_view text, std::string_view marks, size_t from = 0,
                 UINT code_page = CP_ACP);
@@ -29,6 +29,6 @@ std::string WithEndSlash(std::string folder);
 // Decimal text of a number without a sign.
 std::string ToDecimalText(uint32_t value);
 
-}  // namespace appsearch
+}  // namespace util
 
-#endif  // APPSEARCH_ANSI_TEXT_H_
+#endif  // UTIL_ANSI_TEXT_H_
