@@ -36,27 +36,34 @@ check() {
 run_programs() {
   local preset=$1 log="$logs/programs-$1.log" line counts
   shift
-  ctest --preset "$preset" -j 2 -V --no-tests=error "$@" >"$log" 2>&1
+  # A program that fails runs once more, and the line says so: some races are Wine's own.
+  ctest --preset "$preset" -j 2 -V --no-tests=error --repeat until-pass:2 "$@" >"$log" 2>&1
   counts=$(awk -v preset="$preset" '
-    match($0, /^ *Start +[0-9]+: /) { name[$2 + 0] = $3 }
+    match($0, /^ *Start +[0-9]+: /) { id = $2 + 0; name[id] = $3; counted[id] = 0 }
     match($0, /^[0-9]+: \[doctest\] test cases:/) {
-      gsub(/\|/, " "); good[$1 + 0] = $6; bad[$1 + 0] = $8; skip[$1 + 0] = $10; counted[$1 + 0] = 1
+      gsub(/\|/, " "); id = $1 + 0; good[id] = $6; bad[id] = $8; skip[id] = $10; counted[id] = 1
     }
-    /^ *[0-9]+\/[0-9]+ Test +#[0-9]+:/ {
+    /^ *[0-9]+\/[0-9]+ Test +#[0-9]+:/ || /^ +Test +#[0-9]+:/ {
       match($0, /#[0-9]+/); id = substr($0, RSTART + 1, RLENGTH - 1) + 0
       ok = /   Passed /
-      # Set-up and clean-up are no tests; when one fails, the programs that need it do.
-      if (name[id] == "older_family" || name[id] ~ /_servers$/) next
-      if (!(id in counted)) { good[id] = ok; bad[id] = !ok }
+      if (!counted[id]) { good[id] = ok; bad[id] = !ok }
       else if (!ok && bad[id] == 0) bad[id] = 1
-      printf "%d %d %d %s (%s)\n", good[id], bad[id], skip[id], name[id], preset
+      if (!tries[id]++) order[++total] = id
+    }
+    END {
+      for (i = 1; i <= total; ++i) {
+        id = order[i]
+        # Set-up and clean-up are no tests; when one fails, the programs that need it do.
+        if (name[id] == "older_family" || name[id] ~ /_servers$/) continue
+        printf "%d %d %d %d %s (%s)\n", good[id], bad[id], skip[id], tries[id], name[id], preset
+      }
     }' "$log")
   [ -n "$counts" ] || give_up "no test program ran" "$log"
-  while read -r good bad skip line; do
+  while read -r good bad skip tries line; do
     passed=$((passed + good))
     failed=$((failed + bad))
     printf '%-34s %3d passed%s%s\n' "$line" "$good" "$([ "$bad" = 0 ] || echo ", $bad FAILED")" \
-      "$([ "$skip" = 0 ] || echo ", $skip skipped")"
+      "$([ "$skip" = 0 ] || echo ", $skip skipped")$([ "$tries" = 1 ] || echo ", at the second try")"
   done <<<"$counts"
   if [[ $counts =~ (^|$'\n')[0-9]+\ [1-9] ]]; then grep -vE '^(test [0-9]|[0-9]+: Test (command|timeout))' "$log" | grep -E 'ERROR|FATAL|TEST CASE|CHECK|REQUIRE|values:|\*\*\*|logged:|exception' | head -n 120; fi
 }
