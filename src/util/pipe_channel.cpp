@@ -59,7 +59,7 @@ std::wstring PipeChannel::Receive() {
 void PipeChannel::Send(std::wstring_view text) {
   DWORD written = 0;
   // A failure shows at the next read.
-  (void)::WriteFile(pipe_.Get(), text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)),
+  (void)::WriteFile(pipe_.Get(), text.data(), static_cast<DWORD>(text.size()) * sizeof(wchar_t),
                     &written, nullptr);
   (void)::FlushFileBuffers(pipe_.Get());
   has_written_ = true;
