@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # How fast the downloader is: one file of 256 MiB from nginx on loopback to disk, beside a bare loop over
 # the same calls, the system's own function and curl. Each runs in turn, three times; the best run of
-# each counts. Then the downloader's peak of memory for 1 MiB and for 1 GiB. Needs the ship build:
+# each counts. Then the downloader's peak of memory for 1 MiB and for 1 GiB. Prints rows for bench.sh.
+# Needs the ship build:
 #   cmake --preset ship && cmake --build --preset ship
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -34,12 +35,22 @@ for round in 1 2 3; do
     [ "$way" = curl ] || cmp "$servers/fetched" "$servers/www/256M"
   done
 done
-bare=$(sort -rn "$servers/bare.runs" | head -n 1 | cut -d ' ' -f 1)
-for way in "${ways[@]}"; do
-  sort -rn "$servers/$way.runs" | head -n 1 | awk -v way="$way" -v bare="$bare" '{
-    printf "download 256 MiB  %-10s %7.1f MB/s  %5.2f s processor  %s  ratio to bare %.2f\n", way, $1, $2,
-      ($3 > 0 ? sprintf("%5.1f MB peak", $3) : "             "), $1 / bare }'
-done
+# best <way>: the MB/s, processor seconds and peak megabytes of its best run.
+best() { sort -rn "$servers/$1.runs" | head -n 1; }
+# row <figure> <way> <yardstick> <yardstick's way> <aim>: with an aim, what the run took besides too.
+row() {
+  echo "$(best "$2") $(best "$4")" | awk -v figure="$1" -v yardstick="$3" -v aim="$5" '{
+    printf "%s\t%.1f MB/s\t%s\t%.1f MB/s\t%.2f\t%s\n", figure, $1, yardstick, $4, $4 / $1, aim
+    if (aim != "") {
+      printf "  its processor time\t%.2f s\t%s\t%.2f s\t%.2f\t\n", $2, yardstick, $5, $2 / $5
+      printf "  its peak memory\t%.1f MB\t%s\t%.1f MB\t%.2f\t\n", $3, yardstick, $6, $3 / $6
+    }
+  }'
+}
+row "download of 256 MiB" downloader "the same calls, bare" bare 1.05
+row "  for scale" downloader "URLDownloadToFile" system ""
+row "  for scale" downloader "curl" curl ""
 small=$(fetch downloader 1M | cut -d ' ' -f 3)
 large=$(fetch downloader 1G | cut -d ' ' -f 3)
-echo "download peak memory  1 MiB: $small MB  1 GiB: $large MB"
+awk "BEGIN {printf \"peak memory, file of 1 GiB\t%.1f MB\tfile of 1 MiB\t%.1f MB\t%.2f\t1.10\n\",
+  $large, $small, $large / $small}"

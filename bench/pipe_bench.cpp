@@ -7,12 +7,12 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "prereq/extract_progress_server.h"
+#include "row.h"
 #include "stopwatch.h"
 #include "util/pipe_channel.h"
 #include "util/text.h"
@@ -133,7 +133,7 @@ int main() {
   const double bare_seconds = Median(&bare) * kSlices;
   const double our_seconds = Median(&ours) * kSlices;
   if (bare.front() == 0 || ours.front() == 0) return 1;
-  std::printf("10,000 progress reports on the pipe: %.0f ms; bare ping-pong: %.0f ms; ratio %.2f\n",
-              our_seconds * 1e3, bare_seconds * 1e3, our_seconds / bare_seconds);
+  bench::PrintRow("10,000 progress reports on the pipe", our_seconds * 1e3, "bare ping-pong",
+                  bare_seconds * 1e3, "1.30");
   return 0;
 }

@@ -15,6 +15,7 @@
 #include "appsearch/app_search_runner.h"
 #include "appsearch/search_engine.h"
 #include "msi/handles.h"
+#include "row.h"
 #include "util/text.h"
 #include "util/unique_handle.h"
 
@@ -55,8 +56,7 @@ void Compare(const char* name, Prepare prepare, Ours ours, Bare bare) {
     best_ours = std::min(best_ours, Milliseconds() - start);
     if (our_count != bare_count) Fail(name);
   }
-  std::printf("%-48s %8.1f ms   bare calls %8.1f ms   ratio %.2f\n", name, best_ours, best_bare,
-              best_ours / best_bare);
+  bench::PrintRow(name, best_ours, "the same calls, bare", best_bare, "1.25");
 }
 
 // The tree.
@@ -186,7 +186,7 @@ void CompareReads() {
   }
   const appsearch::SearchEngine engine(nullptr, appsearch::FolderResolver(""));
   Compare(
-      "1,000 registry values, the searches alone", [] {},
+      "1,000 registry values, searches alone", [] {},
       [&] { return engine.Search(criteria, appsearch::CombiningMode::kAll, true).findings.size(); },
       [&] {
         return static_cast<size_t>(
