@@ -1,69 +1,131 @@
 #!/usr/bin/env bash
-# Installs the tools, builds the library and the sample package and installs that package with the real
-# installer service of Wine. Every step is printed as it happens, then the evidence; the last line is the
-# verdict.
+# Installs the tools, builds the library and the sample package and tells the story of one installation with
+# the real installer service of Wine: the sample's setup executable is started, a prerequisite restarts the
+# machine in the middle, the installation goes on by itself to its end; then the product is repaired and
+# removed, and a damaged setup file is refused.
+#   demo.sh            with the installer's user interface, on a virtual display
+#   demo.sh --silent   without a user interface
+#   demo.sh --legacy   as the older family of operating systems; goes with --silent too
+# Every step is printed as it happens, with the seconds since the start and what was seen; then a table of
+# what was checked. The last line is the verdict.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 source scripts/demo/lib.sh
+read_options "$@"
 
 heading "Tools and build"
-scripts/setup.sh
-build_quietly ship
+with_progress "installing what is missing" scripts/setup.sh
+with_progress "building the library and the sample's programs" build ship
 serve_and_build_sample
 scripts/wine.sh --boot
+start_display
+as_family "$family"
 step "$(scripts/check_library.sh build/ship/bin/Prereq.dll)"
 step "sample.msi: $(stat -c %s "$sample/sample.msi") bytes, $(msiinfo tables "$sample/sample.msi" | wc -l) tables"
 
 heading "A machine with one of the prerequisites"
 forget_sample
 install_codec
+about "the machine before" "registry"
 check "Sample Codec is there, a product of its own" product_registered "$codec_code"
 check "Sample Runtime is missing" not registered Runtime 2.1
 check "Sample Extras is missing" not registered Extras 3.0
 check "the product is not installed" not product_registered
 
-heading "Setup.exe /qn"
-install_sample first Setup.exe
+heading "Setup.exe is started ($interface, $family family)"
+start_following first
+run_sample Setup.exe SAMPLE_RESTART=yes 'SAMPLE_CHOICE=red & blue' &
+press_when_shown Welcome
+about "restart" "setups' log, Run value, files before and after"
+check "Sample Driver wants the machine restarted, and waits for it" \
+  wait_until 60 [ -e "$temp_folder/sample-restart" ]
+stop_following
+about "download" "web and FTP servers' logs"
+check "the runtime was downloaded in one go" not requests RuntimeSetup.exe 'range="bytes'
+check "the driver's download was cut and went on where it stopped" \
+  requests DriverSetup.exe ' 206 .*range="bytes=[1-9]'
+step "         $(requests DriverSetup.exe '' | tr '\n' ';')"
+check "the extras came over FTP" grep -q 'OK DOWNLOAD.*ExtrasSetup.exe' "$servers/ftp.log"
+about "unpacking" "installer's log, setups' log"
+check "the setup executable was asked to unpack the tools" logged '^Action start .*QX_ExtractPrereq'
+about "restart"
+check "the product is not installed yet" not product_registered
+check "the tools' setup did not run yet" not setup_called 'Tools: called'
+check "the downloaded files are kept" [ -s "$work_folder/ExtrasSetup.exe" ]
+step "         downloaded and recorded: $(ls "$work_folder" | tr '\n' ' ')"
+registration=$(run_value)
+check "the installation is registered to go on at the next logon" [ -n "$registration" ]
+step "         $registration"
+
+heading "The machine is restarted"
+start_following resumed
+log_resumed_installation
+restart_machine
+press_when_shown Finish
+about "restart"
+check "the installation went on by itself to its end" wait_until 60 sample_value Resumed 1
+check "the clean-up ran" wait_until 30 [ ! -e "$work_folder" ]
+check "every program of it ended" timeout 60 scripts/wine.sh --wait
+stop_following
 
 heading "Evidence"
-check "the installation succeeded" [ "$exit_code" = 0 ]
-check "Sample Runtime's registry value" registered Runtime 2.1
-check "Sample Runtime's program" [ -s "$programs/Sample Prerequisites/Runtime.exe" ]
-check "Sample Extras' registry value" registered Extras 3.0
-check "Sample Extras' program" [ -s "$programs/Sample Prerequisites/Extras.exe" ]
+about "restart"
+check "the choice made before the restart was kept" sample_value Choice 'red & blue'
+check "no setup ran twice, the codec's not at all" in_order "$setups_log" \
+  'Runtime: ' 'Driver: ' 'Tools: ' 'Extras: ' END
+check "nothing was downloaded twice" [ "$(grep -c 'OK DOWNLOAD.*ExtrasSetup.exe' "$servers/ftp.log")" = 1 ]
+about "search" "installer's log"
+check "the runtime was found by its version in the registry" logged 'Property.*: SAMPLE_RUNTIME = 2\.1'
+check "the driver was found by a value in the registry" logged 'Property.*: SAMPLE_DRIVER = 1'
+check "the codec was found as a related product" logged 'Property.*: SAMPLE_CODEC = 1\.0\.3'
+about "prerequisites" "registry, Program Files, setups' log"
+for row in "Runtime 2.1" "Driver 1.4" "Tools 4.0"; do
+  check "Sample ${row% *}: registry value and program" installed_prerequisite $row
+done
 check "the runtime's setup got its command line" setup_called \
   'Runtime: called with \[name=Runtime version=2.1 for="Sample Product"\]'
-check "each setup ran in its own folder" setup_called 'Tools: .* in \[C:.*.Prerequisites\], exit code'
-check "exit code 3010 did not stop the installation" setup_called 'Extras: .*exit code 3010'
-check "four setups were launched, the codec's was not" [ "$(setups_run)" = 4 ]
-check "the runtime came before the product, the extras after it" in_order "$log" \
-  'Action start .*QX_InstallPrerequisite\.' '^Sample Runtime 2.1' 'File: Read me.txt, ' \
+check "the tools' setup ran in the folder it was unpacked to" setup_called 'Tools: .* in \[C:.*.Prerequisites\], exit'
+check "the setups saw the $family family" family_of_setups "$family"
+about "product" "installer's log, registry, Program Files"
+check "the installer saw the $family family" family_of_installer "$family"
+check "the product came after its prerequisites, the extras after it" in_order "$log" \
+  'Action start .*QX_InstallPrerequisite\.' '^Sample Tools 4.0' 'File: Read me.txt, ' \
   'Action start .*QX_InstallPostPrerequisite' '^Sample Extras 3.0'
-check "the runtime was downloaded in one go" not requests RuntimeSetup.exe 'range="bytes'
-check "the driver's download was cut and went on where it stopped" requests DriverSetup.exe ' 206 .*range="bytes=[1-9]'
-step "         $(requests DriverSetup.exe '' | tr '\n' ';')"
-check "the tools were unpacked from the setup executable" logged '^Action start .*QX_ExtractPrereq'
-check "the extras came over FTP" grep -q 'OK DOWNLOAD.*ExtrasSetup.exe' "$servers/ftp.log"
-check "the clean-up left no downloaded file and no folder" [ ! -e "$work_folder" ]
-check "the clean-up left no unpacked file and no folder" not compgen -G "$temp_folder/*/Prerequisites"
-check "the runtime was found by its version in the registry" logged 'Property.*: SAMPLE_RUNTIME = 2\.1'
-check "the tools were found by their file version" logged 'Property.*: SAMPLE_TOOLS = 4\.0\.2\.0'
-check "the codec was found as a related product" logged 'Property.*: SAMPLE_CODEC = 1\.0\.3'
-check "nobody was asked anything" not logged '^(Warning|Error) [0-9]'
 check "the product is registered" product_registered
 check "the product's program" [ -s "$programs/Sample Product/Read me.txt" ]
+about "after the product" "registry, Program Files, setups' log"
+check "Sample Extras: registry value and program" installed_prerequisite Extras 3.0
+check "its exit code 3010 did not stop the installation" setup_called 'Extras: .*exit code 3010'
+about "verification" "installer's log"
+check "nothing was missing at the end, nobody was asked" in_order "$log" \
+  'Action start .*QX_SearchAgain' 'Action start .*QX_VerifyPrereq' 'Action ended .*QX_VerifyPrereq.*value 1'
+check "no warning and no error was shown" not logged '^(Warning|Error) [0-9]'
+about "clean-up" "temporary folder, Run value, scheduled jobs"
+check "no downloaded file and no folder of it is left" [ ! -e "$work_folder" ]
+check "no unpacked file and no folder of it is left" not compgen -G "$temp_folder/*/Prerequisites"
+check "the temporary folder itself stays" [ -d "$temp_folder" ]
+check "no job of the installation is left" not compgen -G "$drive/windows/tasks/$product_code*"
 
-heading "The same package again: msiexec /x, then /i"
-rm -f "$setups_log"
+heading "Repair"
+about "repair" "installer's log, setups' log"
+rm -f "$setups_log" "$programs/Sample Product/Read me.txt"
+# What /famus comes down to, which Wine's msiexec does not know for an installed product.
+install_sample repair sample.msi /i REINSTALL=ALL REINSTALLMODE=amus
+check "the repair succeeded" [ "$exit_code" = 0 ]
+check "the lost file is back" [ -s "$programs/Sample Product/Read me.txt" ]
+check "the tools were found by their file version" logged 'Property.*: SAMPLE_TOOLS = 4\.0\.2\.0'
+check "no setup was launched" [ "$(setups_run)" = 0 ]
+
+heading "Uninstall"
+about "uninstall" "registry, setups' log"
 install_sample remove sample.msi /x
+check "the uninstall succeeded" [ "$exit_code" = 0 ]
 check "the product is gone" not product_registered
-install_sample again sample.msi /i
-check "the installation succeeded" [ "$exit_code" = 0 ]
-check "nothing was launched" [ "$(setups_run)" = 0 ]
-check "the product is registered again" product_registered
+check "no setup was launched" [ "$(setups_run)" = 0 ]
+check "the prerequisites stay" registered Runtime 2.1
 
 heading "Without the setup executable: the tools' setup lies beside the package"
-run_quietly /x
+about "beside the package" "setups' log"
 rm "$programs/Sample Prerequisites/Tools.exe"
 install_sample beside sample.msi /i
 check "the installation succeeded" [ "$exit_code" = 0 ]
@@ -71,44 +133,15 @@ check "only the tools' setup was launched, from beside the package" setup_called
   'Tools: .* in \[Z:.*sample\], exit code'
 check "nothing else was launched" [ "$(setups_run)" = 1 ]
 
-heading "A restart in the middle: Sample Driver's setup asks for one and waits for it"
+heading "A setup file that is not what the package expects"
 forget_sample
-install_codec
-start_following restart
-run_sample Setup.exe SAMPLE_RESTART=yes 'SAMPLE_CHOICE=red & blue' &
-check "Sample Driver wants the machine restarted" wait_until 30 [ -e "$temp_folder/sample-restart" ]
-stop_following
-check "the product is not installed yet" not product_registered
-check "the tools' setup did not run yet" not setup_called 'Tools: called'
-step "downloaded and recorded: $(ls "$work_folder" | tr '\n' ' ')"
-registration=$(run_values)
-step "registered to run at the next logon: $registration"
-check "the installation is registered to go on" [ -n "$registration" ]
-start_following resumed
-restart_machine
-check "the installation went on by itself to its end" wait_until 60 sample_value Resumed 1
-check "the clean-up ran" wait_until 30 [ ! -e "$work_folder" ]
-check "every program of it ended" timeout 60 scripts/wine.sh --wait
-stop_following
-check "the driver was not installed twice" [ "$(grep -c 'Driver: called' "$setups_log")" = 1 ]
-check "the tools' setup ran after the restart" setup_called 'Tools: called'
-check "the extras' setup ran last" in_order "$setups_log" 'Runtime: ' 'Driver: ' 'Tools: ' 'Extras: '
-check "the product is registered" product_registered
-check "the choice made before the restart was kept" sample_value Choice 'red & blue'
-check "no job of the installation is left" \
-  not compgen -G "$drive/windows/tasks/$product_code*"
-check "no recorded file and no emptied folder is left" [ ! -e "$work_folder" ]
-check "the temporary folder itself stays" [ -d "$temp_folder" ]
-
-heading "A setup file that is not what the package expects, silently"
-forget_sample
-install_codec
+about "damaged file" "installer's log, setups' log"
 cp "$sample/sample.msi" "$sample/wrong.msi"
 msibuild "$sample/wrong.msi" -q \
   "UPDATE \`QX_PreRequisite\` SET \`MD5\` = '00000000000000000000000000000000' WHERE \`Prereq\` = 'Runtime'"
 install_sample wrong wrong.msi /i
 check "the user is asked about the file" logged '^Warning 4156\.The setup file RuntimeSetup.exe'
-check "without an answer the installation stops" [ "$exit_code" != 0 ]
+check "without a Yes the installation stops" [ "$exit_code" != 0 ]
 check "nothing was launched" [ "$(setups_run)" = 0 ]
 check "the product is not installed" not product_registered
 

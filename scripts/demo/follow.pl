@@ -2,9 +2,11 @@
 # Tells an installation of the sample package step by step while it runs:
 #   follow.pl <start time> <rows.idt> <download folder> <installer log> <log of the sample setups> <stop file>
 # It reads both logs as they grow, watches downloads arrive, and prints a line a step, with the seconds
-# since the start time. It ends when the stop file exists and both logs are read to their ends.
+# since the start time; while a file arrives or is unpacked, a bar: in place on a terminal, else a line
+# now and then. It ends when the stop file exists and both logs are read to their ends.
 use strict;
 use warnings;
+use File::Basename;
 use Time::HiRes qw(time sleep);
 $| = 1;
 
@@ -36,11 +38,40 @@ my %title = (
   QX_CleanPrereq => 'clean up',
 );
 
+sub files_in {
+  my ($folder) = @_;
+  opendir my $dir, $folder or return ();
+  return map { "$folder/$_" } grep { !/^\.\.?$/ } readdir $dir;
+}
+
+# What lay in the download folder when this began is not downloaded again.
+my %downloaded_before = map { basename($_) => 1 } files_in($download_folder);
+
 my $removing = $logs[0] =~ /remove\.log$/;
 my $action = '';
 my %named;
 
-sub say_step { printf "  [%6.2f s] %s\n", time - $start, $_[0] }
+my $terminal = -t STDOUT;
+my $bar_shown = 0;
+
+sub say_step {
+  print "\r\e[K" if $bar_shown;
+  $bar_shown = 0;
+  printf "  [%6.2f s] %s\n", time - $start, $_[0];
+}
+
+sub say_bar {
+  my ($text, $part, $whole) = @_;
+  my $full = $whole ? int(30 * $part / $whole) : 0;
+  my $bar = sprintf '   %-28s [%s%s] %3d %% of %d bytes', $text, '#' x $full, '.' x (30 - $full),
+    $whole ? 100 * $part / $whole : 0, $whole;
+  if ($terminal) {
+    printf "\r\e[K  [%6.2f s] %s", time - $start, $bar;
+    $bar_shown = 1;
+  } else {
+    say_step($bar);
+  }
+}
 
 # Why a row was not handled by the install pass that just ended.
 sub reason {
@@ -79,8 +110,12 @@ sub installer_line {
   } elsif ($line =~ /^Failed to launch/) {
     say_step($line);
   } elsif ($action =~ /^QX_(Install|Download|Extract)/ && grep { $_->{DisplayName} eq $line } @rows) {
-    read_log(1) if $named{$line};    # What the setup logged comes before its end.
-    my $what = $action eq 'QX_DownloadPrereq' ? 'downloaded' : $named{$line} ? 'finished' : 'selected';
+    read_log(1) if $named{$line};    # What the setup logged came before its end.
+    my $what = $named{$line} ? 'finished' : 'selected';
+    if ($action eq 'QX_DownloadPrereq') {
+      my ($row) = grep { $_->{DisplayName} eq $line } @rows;
+      $what = $downloaded_before{ basename($row->{SetupFileUrl}) } ? 'downloaded before' : 'downloaded';
+    }
     $named{$line}++;
     say_step("$what: $line");
   } elsif ($action =~ /Search/ && $line =~ /^Property: (.*)/) {
@@ -117,18 +152,16 @@ sub read_log {
   }
 }
 
-# Tells how far the running download or unpacking is, a few times a second.
+# Shows how far the running download or unpacking is, a few times a second.
 my %told;
 my $told_time = 0;
-sub files_in {
-  my ($folder) = @_;
-  opendir my $dir, $folder or return ();
-  return map { "$folder/$_" } grep { !/^\.\.?$/ } readdir $dir;
-}
+
+# The size that the package expects of a setup file, by its name on disk.
+my %expected = map { ($_->{TargetName} || $_->{SetupFileUrl} =~ s{.*/}{}r) => $_->{ExactSize} || 0 } @rows;
 
 sub watch_files {
   my $now = time;
-  return if $now - $told_time < 0.1;
+  return if $now - $told_time < ($terminal ? 0.1 : 0.4);
   # Not by glob: the folder is named by a product code, and braces mean something else there.
   my @growing = map { [downloading => $_] } grep { /\.part$/ } files_in($download_folder);
   if ($action eq 'QX_ExtractPrereq') {
@@ -138,18 +171,20 @@ sub watch_files {
   for (@growing) {
     my ($what, $file) = @$_;
     my $size = -s $file or next;
-    next if ($told{$file} // -1) == $size;
+    # What is whole at first sight is from earlier.
+    my $before = $told{$file} // $expected{basename($file)} // 0;
+    next if $before == $size;
     ($told{$file}, $told_time) = ($size, $now);
-    my $name = $file =~ s{.*/}{}r =~ s/\.part$//r;
-    say_step("   $what $name: $size bytes");
+    my $name = basename($file, '.part');
+    say_bar("$what $name", $size, $expected{$name} || $size);
   }
 }
 
 until ($stopping) {
   $stopping = -e $stop_file;
   read_log(0);
+  read_log(1) if $action =~ /^QX_Install/;
   watch_files();
-  read_log(1) unless -e $logs[0];    # An installation that was started by the system keeps no log.
   sleep 0.02;
 }
 read_log(1);

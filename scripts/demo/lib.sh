@@ -1,7 +1,7 @@
-# What demo.sh is made of: headings, steps with their time, checks with their count, and questions about
+# What demo.sh is made of: headings, steps with their time, checks with their topic, and questions about
 # the Wine machine. Sourced, not run.
 
-start_time=$(date +%s.%N)
+start_time=$EPOCHREALTIME
 sample=$PWD/build/sample
 drive=$PWD/build/wine/drive_c
 programs="$drive/Program Files (x86)"
@@ -11,57 +11,124 @@ temp_folder="$drive/users/$(id -un)/Temp"
 servers=$PWD/build/demo-servers
 work_folder="$temp_folder/$product_code"
 setups_log="$temp_folder/sample-setups.log"
-checks_passed=0
-checks_failed=0
+topics=()
+declare -A topic_evidence topic_passed topic_failed
+topic=""
 exit_code=0
 log=""
+follower=""
 
 mkdir -p build
 finished=no
 finish() {
+  stop_following
+  as_family newer || true
   scripts/wine.sh --stop
   scripts/stop_servers.sh "$servers"
   [ "$finished" = yes ] || echo "demo: FAILED, it stopped before its end"
 }
-trap finish EXIT
+
+# read_options [option...]: what demo.sh was called with. From here on the end of the script cleans up.
+read_options() {
+  interface="user interface" family=newer interface_switch=()
+  for option in "$@"; do
+    case $option in
+      --silent) interface=silent interface_switch=(/qn) ;;
+      --legacy) family=older ;;
+      *)
+        echo "demo: $option is not an option; there are --silent and --legacy" >&2
+        exit 2
+        ;;
+    esac
+  done
+  trap finish EXIT
+}
 
 heading() { printf '\n== %s\n' "$*"; }
-step() { printf '  [%6.2f s] %s\n' "$(echo "$(date +%s.%N) $start_time" | awk '{print $1 - $2}')" "$*"; }
+seconds() { echo "$EPOCHREALTIME $start_time" | awk '{print $1 - $2}'; }
+step() { printf '  [%6.2f s] %s\n' "$(seconds)" "$*"; }
 
-# check <text> <command...>: one line, and one more on the right side of the count.
+# about <topic> [where it was seen]: what the checks from now on are about, as the last table says it.
+about() {
+  topic=$1
+  if [ -z "${topic_passed[$topic]:-}" ]; then
+    topics+=("$topic")
+    topic_passed[$topic]=0 topic_failed[$topic]=0 topic_evidence[$topic]=${2:-}
+  fi
+}
+
+# check <text> <command...>: one line, and one more on the right side of its topic's count.
 check() {
   local text=$1
   shift
   if "$@" >/dev/null 2>&1; then
-    checks_passed=$((checks_passed + 1))
+    topic_passed[$topic]=$((topic_passed[$topic] + 1))
     step "ok       $text"
   else
-    checks_failed=$((checks_failed + 1))
+    topic_failed[$topic]=$((topic_failed[$topic] + 1))
     step "FAILED   $text"
   fi
 }
 
 not() { ! "$@"; }
 
+# The table of what was checked, and the last line.
 verdict() {
+  local name passed=0 failed=0
   finished=yes
-  heading "Verdict"
-  if [ "$checks_failed" = 0 ]; then
-    echo "demo: all $checks_passed checks passed"
+  heading "What was checked"
+  for name in "${topics[@]}"; do
+    printf '  %-24s %2d of %2d  %-7s %s\n' "$name" "${topic_passed[$name]}" \
+      "$((topic_passed[$name] + topic_failed[$name]))" \
+      "$([ "${topic_failed[$name]}" = 0 ] && echo ok || echo FAILED)" "${topic_evidence[$name]}"
+    passed=$((passed + topic_passed[$name]))
+    failed=$((failed + topic_failed[$name]))
+  done
+  if [ "$failed" = 0 ]; then
+    echo "demo: all $passed checks passed"
   else
-    echo "demo: $checks_failed of $((checks_passed + checks_failed)) checks FAILED"
+    echo "demo: $failed of $((passed + failed)) checks FAILED"
     exit 1
   fi
 }
 
-build_quietly() {
-  local build_log=build/demo-build.log
-  { cmake --preset "$1" && cmake --build --preset "$1"; } >"$build_log" 2>&1 || {
-    tail -n 40 "$build_log"
-    echo "demo: the build failed"
+# with_progress <text> <command...>: runs it and tells how far it is, by the last line that it printed: in
+# place on a terminal, else a line every ten seconds. Ends the demo with what was printed when it fails.
+with_progress() {
+  local text=$1 output=build/demo-progress.log pid line told=$SECONDS
+  shift
+  "$@" >"$output" 2>&1 &
+  pid=$!
+  while kill -0 "$pid" 2>/dev/null; do
+    line=$(tail -n 1 "$output" | cut -c 1-60)
+    if [ -t 1 ]; then
+      printf '\r\e[K  [%6.2f s] ... %s: %s' "$(seconds)" "$text" "$line"
+    elif [ $((SECONDS - told)) -ge 10 ]; then
+      told=$SECONDS
+      step "... $text: $line"
+    fi
+    sleep 0.2
+  done
+  [ ! -t 1 ] || printf '\r\e[K'
+  if ! wait "$pid"; then
+    tail -n 40 "$output"
+    echo "demo: $text failed"
     exit 1
-  }
-  step "built the library and the sample's programs"
+  fi
+  step "$text: done"
+}
+
+build() { cmake --preset "$1" && cmake --build --preset "$1"; }
+
+# as_family <newer|older>: the operating system that the installer, Setup.exe and the setups see from now on.
+as_family() {
+  local program settings=build/demo-family.reg
+  echo REGEDIT4 >"$settings"
+  for program in msiexec Setup {Runtime,Driver,Tools,Codec,Extras}Setup; do
+    printf '\n[HKEY_CURRENT_USER\\Software\\Wine\\AppDefaults\\%s.exe]\n"Version"=%s\n' "$program" \
+      "$([ "$1" = older ] && echo '"win98"' || echo -)"
+  done >>"$settings"
+  scripts/wine.sh regedit /S "$(wine_path "$PWD/$settings")"
 }
 
 # Servers on loopback with the setups that the sample downloads, and the package that names them.
@@ -98,12 +165,28 @@ setup_called() { grep -aqE "$1" "$setups_log"; }
 setups_run() { if [ -e "$setups_log" ]; then grep -c 'called with' "$setups_log"; else echo 0; fi; }
 logged() { grep -aqE "$1" "$log"; }
 
-# in_order <file> <pattern...>: each pattern matches a line after the one before.
+# A sample setup's registry value and program.
+installed_prerequisite() { registered "$@" && [ -s "$programs/Sample Prerequisites/$1.exe" ]; }
+
+# Which operating system the setups, and the installer, say they saw.
+family_of_setups() {
+  local count
+  count=$(grep -c 'on the older family' "$setups_log" || true)
+  [ "$count" = "$([ "$1" = older ] && setups_run || echo 0)" ]
+}
+family_of_installer() { logged "^Property.*: Version$([ "$1" = older ] && echo 9X || echo NT) = "; }
+
+# in_order <file> <pattern...> [END]: each pattern matches a line after the one before; with END, the last
+# one is the last line, and no other line matches one.
 in_order() {
   perl -e '
     my ($file, @patterns) = @ARGV;
     open my $in, "<", $file or exit 1;
-    while (@patterns and my $line = <$in>) { shift @patterns if $line =~ /$patterns[0]/ }
+    my $strict = $patterns[-1] eq "END" && pop @patterns;
+    while (my $line = <$in>) {
+      if (@patterns && $line =~ /$patterns[0]/) { shift @patterns }
+      elsif ($strict) { exit 1 }
+    }
     exit(@patterns ? 1 : 0)' "$@"
 }
 
@@ -113,8 +196,7 @@ forget_sample() {
     product_registered "$code" >/dev/null 2>&1 && scripts/wine.sh msiexec /x "$code" /qn || true
   done
   scripts/wine.sh reg delete 'HKLM\Software\Sample Maker' /f /reg:32 >/dev/null 2>&1 || true
-  scripts/wine.sh reg delete 'HKCU\Software\Microsoft\Windows\CurrentVersion\Run' \
-    /v "$product_code" /f >/dev/null 2>&1 || true
+  scripts/wine.sh reg delete "$run_key" /v "$product_code" /f >/dev/null 2>&1 || true
   rm -rf "$programs/Sample Prerequisites" "$programs/Sample Product" "$setups_log" \
     "$temp_folder/sample-restart" "$work_folder"
   step "nothing of the sample is on the machine"
@@ -135,24 +217,25 @@ start_following() {
 }
 
 stop_following() {
+  [ -n "$follower" ] || return 0
   touch "$stop_file"
   wait "$follower"
+  follower=""
 }
 
-# run_sample <Setup.exe|package.msi> [msiexec argument...]: without a user interface, in the foreground.
+# run_sample <Setup.exe> [msiexec argument...], or run_sample <package.msi> <msiexec verb> [argument...]: in
+# the foreground, with the interface that this demo has.
 run_sample() {
-  local arguments=("${@:2}" /qn /l*v "$(wine_path "$log")")
-  if [ "$1" = Setup.exe ]; then
-    timeout 300 scripts/wine.sh "$(wine_path "$sample/$1")" "${arguments[@]}"
-  else
-    timeout 300 scripts/wine.sh msiexec "$2" "$(wine_path "$sample/$1")" "${arguments[@]:1}"
-  fi
+  local command
+  case $1 in
+    *.exe) command=("$(wine_path "$sample/$1")" "${@:2}") ;;
+    *) command=(msiexec "$2" "$(wine_path "$sample/$1")" "${@:3}") ;;
+  esac
+  timeout 300 scripts/wine.sh "${command[@]}" "${interface_switch[@]}" /l*v "$(wine_path "$log")"
 }
 
-run_quietly() { scripts/wine.sh msiexec "$1" "$(wine_path "$sample/sample.msi")" /qn; }
-
-# install_sample <name> <Setup.exe|package.msi> [msiexec argument...]: runs it to its end. Leaves the
-# installer's log in $log and its exit code in $exit_code.
+# install_sample <name> <what run_sample takes...>: runs it to its end. Leaves the installer's log
+# in $log and its exit code in $exit_code.
 install_sample() {
   start_following "$1"
   exit_code=0
@@ -171,9 +254,20 @@ wait_until() {
   done
 }
 
-run_values() {
-  scripts/wine.sh reg query 'HKCU\Software\Microsoft\Windows\CurrentVersion\Run' 2>/dev/null |
-    tr -d '\r' | grep -F "$product_code" || true
+run_key='HKCU\Software\Microsoft\Windows\CurrentVersion\Run'
+
+# The command that is registered for the next logon.
+run_value() {
+  scripts/wine.sh reg query "$run_key" /v "$product_code" 2>/dev/null | tr -d '\r' |
+    sed -n 's/.* REG_SZ *//p'
+}
+
+# Adds to the registered command what this demo wants of it: a log, as a policy of the system would make
+# one, and no dialogs where nobody is there to see them.
+log_resumed_installation() {
+  local switches="${interface_switch[*]} /l*v \"$(wine_path "$log")\""
+  scripts/wine.sh reg add "$run_key" /v "$product_code" /d "$(run_value) $switches" /f >/dev/null
+  step "for this demo the registered command gets: $switches"
 }
 
 sample_value() {
@@ -189,3 +283,6 @@ restart_machine() {
   scripts/wine.sh wineboot
   step "-- the machine is on again, the user is logged on"
 }
+
+start_display() { :; }
+press_when_shown() { :; }

@@ -4,7 +4,8 @@
 //   exit=3010      the exit code, 0 when not given
 //   restart=yes    asks for a restart of the machine and never returns from it
 // It leaves a registry key and a file as an installed program would, and a line in
-// sample-setups.log in the temporary folder that says how it was called.
+// sample-setups.log in the temporary folder that says how it was called, and on which family of
+// operating systems when that is the older one.
 
 #include <windows.h>
 
@@ -28,6 +29,13 @@ std::string Environment(const char* name) {
   char value[MAX_PATH] = "";
   ::GetEnvironmentVariableA(name, value, MAX_PATH);
   return value;
+}
+
+// Windows 95, 98 and Me.
+bool IsOlderFamily() {
+  OSVERSIONINFOA version = {};
+  version.dwOSVersionInfoSize = sizeof(version);
+  return ::GetVersionExA(&version) && version.dwPlatformId == VER_PLATFORM_WIN32_WINDOWS;
 }
 
 bool WriteText(const std::string& path, const std::string& text, const char* mode) {
@@ -63,7 +71,7 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR arguments, int) {
   ::GetCurrentDirectoryA(MAX_PATH, folder);
   WriteText(Environment("TEMP") + "\\sample-setups.log",
             name + ": called with [" + line + "] in [" + folder + "], exit code " +
-                std::to_string(exit_code) + "\n",
+                std::to_string(exit_code) + (IsOlderFamily() ? ", on the older family" : "") + "\n",
             "a");
 
   char self[MAX_PATH] = "";
