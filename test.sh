@@ -77,6 +77,7 @@ scripts/wine.sh --boot || give_up "Wine does not start"
 
 check "layout of the sources" scripts/check_format.sh
 check "order of the modules" scripts/check_includes.sh
+check "commands and paths in the documents" scripts/check_docs.sh
 check "built library" scripts/check_library.sh build/ship/bin/Prereq.dll
 run_programs checked
 # What ships is built with other options: its exports run again as they are.

@@ -13,6 +13,8 @@ my (%text, %prose, %anchors, @docs, @sources);
 
 sub slurp { open my $in, '<', $_[0] or die "$_[0]: $!"; local $/; my $all = <$in>; $all =~ s/\r//g; $all }
 sub complain { print STDERR "check_docs: $_[0]\n"; $bad = 1 }
+# What stands in backquotes on one line.
+sub codes { $_[0] =~ /`([^`\n]+)`/g }
 sub unique { my %seen; grep { !$seen{$_}++ } @_ }
 
 # same <what> <where> <\@wanted> <where> <\@found>
@@ -81,8 +83,8 @@ for my $doc (sort @docs) {
   }
 
   # A word of code is a path when it is made of names and has a slash inside or the ending of a source.
-  while ($prose =~ /`([^`\n]+)`/g) {
-    my ($word, $rest) = split ' ', $1, 2;
+  for my $code (codes($prose)) {
+    my ($word, $rest) = split ' ', $code, 2;
     next unless $word =~ m{^[\w.][\w./-]*$} && ($word =~ m{/} || $word =~ /\.(sh|pl|md|idt|cpp|h)$/);
     ++$paths;
     next if $word =~ m{^build/};
@@ -91,7 +93,7 @@ for my $doc (sort @docs) {
       complain("$doc: no such path: $word");
     } elsif (defined $rest && $rest =~ /^--/) {
       ++$commands;
-      check_command($doc, $1);
+      check_command($doc, $code);
     }
   }
 
@@ -115,7 +117,7 @@ for my $doc (sort @docs) {
 # The tables of facts. section: what stands below a heading, up to the next; rows: its table's cells.
 sub section { my ($doc, $heading) = @_; $text{$doc} =~ /^#+ \Q$heading\E\n(.*?)(?=^#|\z)/ms ? $1 : '' }
 sub rows { map { [map { s/^ +| +$//gr } split /(?<!\\)\|/, $_] } grep { !/^\|-/ } $_[0] =~ /^\|(.*)\|$/mg }
-sub codes { $_[0] =~ /`([^`]+)`/g }
+
 sub idt { map { [split /\t/] } split /\n/, slurp("package/tables/$_[0].idt") }
 
 my $guide = 'docs/authors-guide.md';
