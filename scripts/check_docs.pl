@@ -52,6 +52,7 @@ for my $doc (@docs) {
 # A command of the documents: a script of the tree or a program, called with options that it knows.
 sub check_command {
   my ($doc, $command) = @_;
+  $command =~ s{"\$prereq/([^"]*)"}{$1}g;
   my ($program, @words) = split ' ', $command;
   my $script = $program =~ s{^\./}{}r;
   if ($program =~ m{/}) {
