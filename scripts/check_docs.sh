@@ -38,7 +38,6 @@ make_product() {
   table InstallExecuteSequence "$sequence" 's72|S255|I2' Action 'InstallFinalize||6600'
   msibuild "$1" -s 'My Product' 'My Company' ';1033' '{0B1F7C52-6A3D-4E19-9C84-2D5E8F7A1B36}'
   msibuild "$1" -i "$scratch"/tables/*.idt
-  msibuild "$1" -q 'CREATE TABLE `Binary` (`Name` CHAR(72) NOT NULL, `Data` OBJECT NOT NULL PRIMARY KEY `Name`)'
 }
 
 # Every row of the kit must have arrived, except where the package had one of that key.
