@@ -52,7 +52,7 @@ sed -i "s,@HTTP@,$http,; s,@DROP@,$drop,; s,@FTP@,$ftp," "$work/QX_PreRequisite.
 
 cp "$here/product/readme.txt" "$work/ReadMe"
 (cd "$work" && gcab -c -z product.cab ReadMe)
-cp "$programs/Prereq.dll" "$work/Binary/Prereq.dll"
+cp "$programs/Prereq.dll" "$here"/artwork/* "$work/Binary"
 
 codec=$here/codec/Property.idt
 sed -i "s/@CODEC_UPGRADE_CODE@/$(property "$codec" UpgradeCode)/" "$work/QX_AppSearchEx.idt"
