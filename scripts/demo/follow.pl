@@ -83,6 +83,7 @@ sub reason {
 
 sub end_of_action {
   my ($code) = @_;
+  read_log(1);    # What the setups logged came before the end.
   if ($action =~ /^QX_Install/) {
     my $post = $action =~ /Post/ ? 1 : 0;
     for my $row (@rows) {
@@ -98,7 +99,9 @@ sub end_of_action {
 
 sub installer_line {
   my ($line) = @_;
-  if ($line =~ /^Action start [\d:]+: (\w+)\./) {
+  if ($line =~ /^Action start [\d:]+: InstallInitialize\./) {
+    say_step($removing ? '-- remove the product' : '-- install the product');
+  } elsif ($line =~ /^Action start [\d:]+: (\w+)\./) {
     return if $1 eq $action || !$title{$1};
     $action = $1;
     %named = ();
@@ -110,7 +113,7 @@ sub installer_line {
   } elsif ($line =~ /^Failed to launch/) {
     say_step($line);
   } elsif ($action =~ /^QX_(Install|Download|Extract)/ && grep { $_->{DisplayName} eq $line } @rows) {
-    read_log(1) if $named{$line};    # What the setup logged came before its end.
+    read_log(1) if $named{$line};
     my $what = $named{$line} ? 'finished' : 'selected';
     if ($action eq 'QX_DownloadPrereq') {
       my ($row) = grep { $_->{DisplayName} eq $line } @rows;
@@ -121,17 +124,20 @@ sub installer_line {
   } elsif ($action =~ /Search/ && $line =~ /^Property: (.*)/) {
     say_step("looking for $1");
   } elsif ($removing) {
-    say_step("-- product file removed: $1") if $line =~ /^File: (.*?), Directory: \S+$/;
+    say_step("   file removed: $1") if $line =~ /^File: (.*?), Directory: \S+$/;
   } elsif ($line =~ /^File: (.*?),\s+Directory: \S+\s+Size: (\d+)/) {
-    say_step("-- product file installed: $1, $2 bytes");
+    say_step("   file installed: $1, $2 bytes");
   } elsif ($line =~ /^1: (\{[0-9A-F-]+\})\s*$/) {
-    say_step("-- product registered: $1") unless $named{$1}++;
+    say_step("   registered: $1") unless $named{$1}++;
   }
 }
 
 sub setup_line {
   my ($line) = @_;
   say_step("   setup $line");
+  my ($name) = $line =~ /^(\w+):/ or return;
+  # Wine keeps no action data in the log when there are dialogs: then only this tells of the row.
+  $named{ $_->{DisplayName} } ||= 1 for grep { $_->{Prereq} eq $name } @rows;
 }
 
 my @handlers = (\&installer_line, \&setup_line);

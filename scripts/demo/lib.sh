@@ -17,13 +17,16 @@ topic=""
 exit_code=0
 log=""
 follower=""
+user=""
+setup_title="Sample Product Setup"
+prompt_title="Windows Installer"
 
 mkdir -p build
 finished=no
 finish() {
   stop_following
   as_family newer || true
-  scripts/wine.sh --stop
+  stop_display
   scripts/stop_servers.sh "$servers"
   [ "$finished" = yes ] || echo "demo: FAILED, it stopped before its end"
 }
@@ -31,6 +34,7 @@ finish() {
 # read_options [option...]: what demo.sh was called with. From here on the end of the script cleans up.
 read_options() {
   interface="user interface" family=newer interface_switch=()
+  source scripts/demo/display.sh
   for option in "$@"; do
     case $option in
       --silent) interface=silent interface_switch=(/qn) ;;
@@ -163,6 +167,8 @@ product_registered() {
 
 setup_called() { grep -aqE "$1" "$setups_log"; }
 setups_run() { if [ -e "$setups_log" ]; then grep -c 'called with' "$setups_log"; else echo 0; fi; }
+# The properties that the searches set, as the installer's log lists them at its end.
+found() { grep -aE '^Property\(.\): SAMPLE_[A-Z]+ = ' "$log" | sed 's/^[^:]*: //' | tr -d '\r' | sort -u | tr '\n' ';'; }
 logged() { grep -aqE "$1" "$log"; }
 
 # A sample setup's registry value and program.
@@ -234,12 +240,50 @@ run_sample() {
   timeout 300 scripts/wine.sh "${command[@]}" "${interface_switch[@]}" /l*v "$(wine_path "$log")"
 }
 
+# start_user <button|"? text"...>: where there is a user interface, somebody presses these buttons of the
+# setup, each as soon as it is there. The one after "? text" belongs to a prompt that says so; what was read
+# is kept in $user_log.
+start_user() {
+  local title=$setup_title
+  user_log=$sample/user.log
+  : >"$user_log"
+  [ "$interface" != silent ] || return 0
+  (
+    for act in "$@"; do
+      case $act in
+        '? '*)
+          title=$prompt_title
+          wait_for_text "$title" "${act#? }" 60 || exit
+          echo "${act#? }" >>"$user_log"
+          step "-- the user reads: ${act#? }"
+          ;;
+        *)
+          press "$title" "$act" 60 || exit
+          step "-- the user presses $act"
+          title=$setup_title
+          ;;
+      esac
+    done
+  ) &
+  user=$!
+}
+
+stop_user() {
+  [ -n "$user" ] || return 0
+  wait "$user" || step "the user waited in vain"
+  user=""
+}
+
+# was_asked <number> <text>: by the installer's log or, with dialogs, by what the user read.
+was_asked() { logged "^Warning $1\.$2" || grep -q "$2" "$user_log"; }
+
 # install_sample <name> <what run_sample takes...>: runs it to its end. Leaves the installer's log
 # in $log and its exit code in $exit_code.
 install_sample() {
   start_following "$1"
   exit_code=0
   run_sample "${@:2}" || exit_code=$?
+  stop_user
   stop_following
   step "$2 ended with exit code $exit_code"
 }
@@ -283,6 +327,3 @@ restart_machine() {
   scripts/wine.sh wineboot
   step "-- the machine is on again, the user is logged on"
 }
-
-start_display() { :; }
-press_when_shown() { :; }
