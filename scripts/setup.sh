@@ -11,7 +11,8 @@ packages=(
   doctest-dev                             # the test framework (headers only)
   wine wine32:i386 wine64                 # the platform that the tests run on
   nginx-light vsftpd openssl              # servers for the download tests and the demo, on loopback
-  xvfb x11-apps netpbm fonts-wine         # a display for the sample's dialogs, and pictures of it
+  xvfb fonts-wine                         # a display for the sample's dialogs
+  x11-apps x11-utils netpbm               # pictures of it
   msitools gcab                           # make the sample package from text tables
   clang-format                            # the layout check
   perl                                    # the demo's narrator and the servers' set-up

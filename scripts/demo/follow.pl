@@ -99,6 +99,7 @@ sub end_of_action {
 
 sub installer_line {
   my ($line) = @_;
+  $line =~ s/^Downloaded: //;
   if ($line =~ /^Action start [\d:]+: InstallInitialize\./) {
     say_step($removing ? '-- remove the product' : '-- install the product');
   } elsif ($line =~ /^Action start [\d:]+: (\w+)\./) {
