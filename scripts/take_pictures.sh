@@ -10,18 +10,26 @@ trap 'stop_display; finish' EXIT
 pictures=docs/pictures
 setup="Sample Product Setup"
 
-# slow_down <row>: its setup comes at 200 KB/s, and there is enough of it to take a picture meanwhile.
-slow_down() {
-  local file=$servers/www/$1Setup.exe http
-  head -c 1200000 /dev/urandom >>"$file"
-  http=$(sed -n 's/^http=//p' "$servers/ports")
-  msibuild "$sample/sample.msi" -q "UPDATE \`QX_PreRequisite\` SET \`ExactSize\` = '$(stat -c %s "$file")',
-    \`MD5\` = '$(md5sum "$file" | cut -d ' ' -f 1)',
-    \`SetupFileUrl\` = 'http://127.0.0.1:$http/slow/$1Setup.exe' WHERE \`Prereq\` = '$1'"
+query() { msibuild "$sample/sample.msi" -q "$1"; }
+
+# Two downloads, the first by FTP and the second so long that there is time for a picture. Wine moves
+# a bar only by whole eighths at a time: by the share of a file whose length is not known before its
+# end, as with FTP, but not by the small steps of a web download, which all come to nothing there.
+make_time_for_pictures() {
+  local http ftp driver=$servers/www/DriverSetup.exe
+  eval "$(grep -E '^(http|ftp)=' "$servers/ports")"
+  cp "$servers/www/RuntimeSetup.exe" "$(cat "$servers/ftp_root")"
+  head -c 1500000 /dev/urandom >>"$driver"
+  query "UPDATE \`QX_PreRequisite\` SET \`SetupFileUrl\` = 'ftp://127.0.0.1:$ftp/RuntimeSetup.exe'
+    WHERE \`Prereq\` = 'Runtime'"
+  query "UPDATE \`QX_PreRequisite\` SET \`SetupFileUrl\` = 'http://127.0.0.1:$http/slow/DriverSetup.exe',
+    \`ExactSize\` = '$(stat -c %s "$driver")', \`MD5\` = '$(md5sum "$driver" | cut -d ' ' -f 1)'
+    WHERE \`Prereq\` = 'Driver'"
+  query "DELETE FROM \`QX_PreRequisite\` WHERE \`Prereq\` = 'Extras'"
 }
 
 start_installation() {
-  timeout 300 scripts/wine.sh msiexec /i "$(wine_path "$sample/$1")" &
+  timeout 300 scripts/wine.sh msiexec /i "$(wine_path "$sample/sample.msi")" &
   installation=$!
   press "$setup" Install
 }
@@ -43,15 +51,15 @@ heading "Pictures of the sample's installation"
 scripts/setup.sh
 build_quietly ship
 serve_and_build_sample >/dev/null
-slow_down Runtime
-slow_down Driver
+make_time_for_pictures
 forget_sample
 install_codec
 mkdir -p "$pictures"
 start_display
 
-start_installation sample.msi
-wait_for_progress "$setup" 45
+start_installation
+wait_for_text "$setup" "Downloaded: Sample Runtime" 60
+wait_for_progress "$setup" 50
 picture download
 wait_for_text "$setup" "is installed" 60
 picture end
@@ -59,10 +67,9 @@ end_installation 0
 
 forget_sample
 install_codec
-cp "$sample/sample.msi" "$sample/wrong.msi"
-msibuild "$sample/wrong.msi" -q \
+query \
   "UPDATE \`QX_PreRequisite\` SET \`MD5\` = '00000000000000000000000000000000' WHERE \`Prereq\` = 'Runtime'"
-start_installation wrong.msi
+start_installation
 wait_for_text "Windows Installer" "RuntimeSetup.exe is damaged" 60
 picture wrong-digest
 press "Windows Installer" No
