@@ -4,11 +4,9 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/demo/lib.sh
-source scripts/demo/display.sh
+read_options
 finished=yes # What lib.sh says at an early end is about the demo.
-trap 'stop_display; finish' EXIT
 pictures=docs/pictures
-setup="Sample Product Setup"
 
 query() { msibuild "$sample/sample.msi" -q "$1"; }
 
@@ -31,13 +29,13 @@ make_time_for_pictures() {
 start_installation() {
   timeout 300 scripts/wine.sh msiexec /i "$(wine_path "$sample/sample.msi")" &
   installation=$!
-  press "$setup" Install
+  press "$setup_title" Install
 }
 
 # end_installation <expected exit code>
 end_installation() {
   local code=0
-  press "$setup" Finish
+  press "$setup_title" Finish
   wait "$installation" || code=$?
   [ "$code" = "$1" ] || { echo "take_pictures: the installation ended with $code, not $1" >&2; exit 1; }
 }
@@ -48,8 +46,8 @@ picture() {
 }
 
 heading "Pictures of the sample's installation"
-scripts/setup.sh
-build_quietly ship
+with_progress "installing what is missing" scripts/setup.sh
+with_progress "building the library and the sample's programs" build ship
 serve_and_build_sample >/dev/null
 make_time_for_pictures
 forget_sample
@@ -58,20 +56,20 @@ mkdir -p "$pictures"
 start_display
 
 start_installation
-wait_for_text "$setup" "Downloaded: Sample Runtime" 60
-wait_for_progress "$setup" 50
+wait_for_text "$setup_title" "Downloaded: Sample Runtime" 60
+wait_for_progress "$setup_title" 50
 picture download
-wait_for_text "$setup" "is installed" 60
+wait_for_text "$setup_title" "is installed" 60
 picture end
 end_installation 0
 
 forget_sample
 install_codec
-query \
-  "UPDATE \`QX_PreRequisite\` SET \`MD5\` = '00000000000000000000000000000000' WHERE \`Prereq\` = 'Runtime'"
+query "UPDATE \`QX_PreRequisite\` SET \`MD5\` = '00000000000000000000000000000000'
+  WHERE \`Prereq\` = 'Runtime'"
 start_installation
-wait_for_text "Windows Installer" "RuntimeSetup.exe is damaged" 60
+wait_for_text "$prompt_title" "RuntimeSetup.exe is damaged" 60
 picture wrong-digest
-press "Windows Installer" No
+press "$prompt_title" No
 end_installation 67 # 1603 is more than the shell can tell.
 forget_sample
