@@ -151,5 +151,7 @@ check "the user is asked about the file" was_asked 4156 'The setup file RuntimeS
 check "without a Yes the installation stops" [ "$exit_code" != 0 ]
 check "nothing was launched" [ "$(setups_run)" = 0 ]
 check "the product is not installed" not product_registered
+[ "$interface" = silent ] ||
+  check "the last dialog cleaned up" [ ! -e "$work_folder" ]
 
 verdict

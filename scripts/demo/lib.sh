@@ -204,7 +204,7 @@ forget_sample() {
   scripts/wine.sh reg delete 'HKLM\Software\Sample Maker' /f /reg:32 >/dev/null 2>&1 || true
   scripts/wine.sh reg delete "$run_key" /v "$product_code" /f >/dev/null 2>&1 || true
   rm -rf "$programs/Sample Prerequisites" "$programs/Sample Product" "$setups_log" \
-    "$temp_folder/sample-restart" "$work_folder"
+    "$temp_folder/sample-restart" "$work_folder" "$temp_folder"/Setup-*
   step "nothing of the sample is on the machine"
 }
 
