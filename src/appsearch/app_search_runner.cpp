@@ -8,7 +8,6 @@
 namespace appsearch {
 namespace {
 
-constexpr wchar_t kTable[] = L"QX_AppSearchEx";
 constexpr char kProgramQuery[] = "SELECT `Data` FROM `Binary` WHERE `Name`= '";
 
 // The one way in: the engine works on narrow text.
@@ -56,8 +55,8 @@ AppSearchRunner::AppSearchRunner(MSIHANDLE install)
       engine_(&programs_, FoldersOf(session_)) {}
 
 UINT AppSearchRunner::Run() {
-  msi::AnnounceAction(session_.handle(), L"AppSearch", kTable);
-  msi::TableSnapshot rows(session_.handle(), kTable);
+  msi::AnnounceAction(session_.handle(), kAnnouncingRow, kSearchTable);
+  msi::TableSnapshot rows(session_.handle(), kSearchTable);
   rows.Load({L"Property", L"Condition", L"Type", L"SearchString", L"VerMin", L"VerMax", L"Platform",
              L"RefContent"},
             {L"Order"});

@@ -8,6 +8,10 @@
 
 namespace appsearch {
 
+inline constexpr wchar_t kSearchTable[] = L"QX_AppSearchEx";
+// The row of `ActionText` that announces the searches: the one of the installer's own.
+inline constexpr wchar_t kAnnouncingRow[] = L"AppSearch";
+
 // Runs the searches of the table `QX_AppSearchEx` and sets the properties they are for. Lives for
 // one call of the custom action, on the installer's thread.
 class AppSearchRunner {

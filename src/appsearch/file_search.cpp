@@ -26,12 +26,6 @@ struct Place {
   int32_t depth = 0;  // Levels of folders below that are searched too.
 };
 
-// Where the depth begins: the first "?", unless the text begins with it.
-size_t FindDepth(std::string_view text) {
-  const size_t mark = util::FindMark(text, "?");
-  return mark == 0 ? util::kNoMark : mark;
-}
-
 // Blanks, a sign, digits. A number that does not fit is the largest: all levels.
 int32_t ParseDepth(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
@@ -134,6 +128,11 @@ class Walk {
 };
 
 }  // namespace
+
+size_t FindDepth(std::string_view text) {
+  const size_t mark = util::FindMark(text, "?");
+  return mark == 0 ? util::kNoMark : mark;
+}
 
 void FindFiles(const Criterion& criterion, const VersionBounds& bounds,
                const FolderResolver& folders, Findings* findings) {

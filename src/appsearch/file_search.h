@@ -1,6 +1,9 @@
 #ifndef APPSEARCH_FILE_SEARCH_H_
 #define APPSEARCH_FILE_SEARCH_H_
 
+#include <cstddef>
+#include <string_view>
+
 #include "appsearch/criterion.h"
 #include "appsearch/folder_resolver.h"
 #include "appsearch/version.h"
@@ -14,6 +17,10 @@ namespace appsearch {
 // file that matches counts.
 void FindFiles(const Criterion& criterion, const VersionBounds& bounds,
                const FolderResolver& folders, Findings* findings);
+
+// Where the levels of folders begin in a search text: at the first "?", unless the text begins with
+// it. util::kNoMark when there are none.
+size_t FindDepth(std::string_view text);
 
 }  // namespace appsearch
 

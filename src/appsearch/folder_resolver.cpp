@@ -60,27 +60,30 @@ FolderResolver::FolderResolver(std::string setup_folder)
 std::string FolderResolver::Resolve(const std::string& text) const {
   std::string result;
   size_t copied = 0;
-  for (;;) {
-    const size_t open = util::FindMark(text, "[%!", copied);
-    const size_t end = open == util::kNoMark ? util::kNoMark : FindEnd(text, open);
-    if (end == util::kNoMark) break;
-    result.append(text, copied, open - copied);
-    copied = end + 1;
+  while (const std::optional<Reference> reference = FindReference(text, copied)) {
+    result.append(text, copied, reference->begin - copied);
+    copied = reference->end;
 
-    const std::string name = text.substr(open + 1, end - open - 1);
     std::optional<std::string> value;
-    if (text[open] == '!') {
-      value = ReadRegistry(name);
-    } else if (text[open] == '%') {
-      value = ReadVariable(name);
-    } else if (name != "SETUPEXEDIR") {
-      value = FindInstallerFolder(name);
+    if (reference->mark == '!') {
+      value = ReadRegistry(reference->name);
+    } else if (reference->mark == '%') {
+      value = ReadVariable(reference->name);
+    } else if (reference->name != "SETUPEXEDIR") {
+      value = FindInstallerFolder(reference->name);
     } else if (!setup_folder_.empty()) {
       value = setup_folder_;
     }
-    result += value ? *value : text.substr(open, copied - open);
+    result += value ? *value : text.substr(reference->begin, copied - reference->begin);
   }
   return result.append(text, copied);
+}
+
+std::optional<Reference> FindReference(const std::string& text, size_t from) {
+  const size_t open = util::FindMark(text, "[%!", from);
+  const size_t end = open == util::kNoMark ? util::kNoMark : FindEnd(text, open);
+  if (end == util::kNoMark) return std::nullopt;
+  return Reference{text[open], text.substr(open + 1, end - open - 1), open, end + 1};
 }
 
 }  // namespace appsearch

@@ -1,6 +1,8 @@
 #ifndef APPSEARCH_FOLDER_RESOLVER_H_
 #define APPSEARCH_FOLDER_RESOLVER_H_
 
+#include <cstddef>
+#include <optional>
 #include <string>
 
 namespace appsearch {
@@ -22,6 +24,18 @@ class FolderResolver {
  private:
   std::string setup_folder_;
 };
+
+// One reference in a text, resolvable or not.
+struct Reference {
+  char mark = 0;  // The letter that opens it: "[", "%" or "!".
+  std::string name;
+  size_t begin = 0;  // Of the mark.
+  size_t end = 0;    // Behind the closing mark.
+};
+
+// The first reference that opens at `from` or later; nothing when none does, or when the first mark
+// there has no counterpart.
+std::optional<Reference> FindReference(const std::string& text, size_t from);
 
 }  // namespace appsearch
 

@@ -15,6 +15,10 @@ namespace appsearch {
 // nothing, so every value will do; one with another first letter matches none.
 bool Compares(std::string_view value, std::string_view reference);
 
+// False when no value at all stands to the reference as it says: another first letter, or an order
+// relative to what is neither a number nor a version.
+bool CanCompare(std::string_view reference);
+
 }  // namespace appsearch
 
 #endif  // APPSEARCH_VALUE_COMPARISON_H_

@@ -13,8 +13,6 @@
 namespace prereq {
 namespace {
 
-constexpr wchar_t kAction[] = L"QX_DownloadPrereq";
-
 bool IsDownloaded(const msi::TableRow& row) { return RowLocation(row) == kDownloadedLocation; }
 
 // True when the file is whole and in its place. Errors were shown to the user.
@@ -57,7 +55,7 @@ bool DownloadRow(PrerequisiteManager* manager, const msi::TableRow& row) {
 }  // namespace
 
 uint32_t RunDownloadPhase(PrerequisiteManager* manager) {
-  manager->Announce(kAction);
+  manager->Announce(kDownloadAction);
   msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
   LoadPrerequisites(&rows);
   for (const msi::TableRow& row : rows) {

@@ -7,6 +7,9 @@
 
 namespace prereq {
 
+// The row of `ActionText` that announces the phase.
+inline constexpr wchar_t kDownloadAction[] = L"QX_DownloadPrereq";
+
 // Fetches the setup file of every selected prerequisite that is to be downloaded, of both passes,
 // and checks its size and digest; a file that is there already is only checked. Answers 0, also
 // after a Cancel on the progress bar and after a mandatory download failed, or 2 when the user

@@ -14,8 +14,6 @@
 
 namespace prereq {
 namespace {
-
-constexpr wchar_t kAction[] = L"QX_ExtractPrereq";
 constexpr wchar_t kSetupExecutable[] = L"QX_SETUPEXEPATH";
 constexpr char kFindExecutableAction[] = "QX_FindExeLzma";  // The package's own.
 
@@ -80,7 +78,7 @@ uint32_t RunExtractPhase(PrerequisiteManager* manager) {
   const msi::InstallerSession& session = manager->session();
   if (session.GetProperty(L"QX_FilesInsideExe").empty()) return ERROR_SUCCESS;
   PrepareFolderList(session);
-  manager->Announce(kAction);
+  manager->Announce(kExtractAction);
 
   msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
   LoadPrerequisites(&rows);

@@ -7,6 +7,9 @@
 
 namespace prereq {
 
+// The row of `ActionText` that announces the phase.
+inline constexpr wchar_t kExtractAction[] = L"QX_ExtractPrereq";
+
 // Has the package's setup executable unpack the prerequisites that are still needed and not there
 // yet into the extraction folder, and serves the pipe on which it reports until it says that it is
 // done. Nothing happens in a package whose prerequisites are not packed. Answers 0, also when the

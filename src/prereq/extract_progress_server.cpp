@@ -15,7 +15,6 @@ constexpr uint32_t kTotalTicks = 4096;
 // The longest step that a progress record can hold.
 constexpr uint32_t kMostTicks = 0x7FFFFFFF;
 
-constexpr int kOutOfDiskSpaceText = 1601;  // In the `Error` table.
 constexpr UINT kErrorWithRetryCancel = INSTALLMESSAGE_ERROR | MB_RETRYCANCEL;
 
 // A made-up number of bytes can be anything; without a total there is nothing to divide by.

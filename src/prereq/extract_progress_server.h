@@ -12,6 +12,9 @@
 
 namespace prereq {
 
+// In the package's `Error` table.
+inline constexpr int kOutOfDiskSpaceText = 1601;
+
 // The prerequisites that the setup executable is asked to unpack.
 struct ExtractGroups {
   std::vector<int32_t> ids;

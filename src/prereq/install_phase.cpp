@@ -12,8 +12,6 @@
 namespace prereq {
 namespace {
 
-constexpr wchar_t kAction[] = L"QX_InstallPrerequisite";
-
 bool IsInPass(const PrerequisiteManager& manager, const msi::TableRow& row, InstallPass pass) {
   return HasOption(row, kPostInstallOption) == (pass == InstallPass::kAfterProduct) &&
          IsSelected(manager.session(), row);
@@ -57,7 +55,7 @@ bool InstallRow(PrerequisiteManager* manager, const msi::TableRow& row) {
 }  // namespace
 
 uint32_t RunInstallPhase(PrerequisiteManager* manager, InstallPass pass) {
-  manager->Announce(kAction);
+  manager->Announce(kInstallAction);
   msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
   LoadPrerequisites(&rows);
   for (const msi::TableRow& row : rows) {

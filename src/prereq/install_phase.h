@@ -7,6 +7,9 @@
 
 namespace prereq {
 
+// The row of `ActionText` that announces either pass.
+inline constexpr wchar_t kInstallAction[] = L"QX_InstallPrerequisite";
+
 // The rows that an install action handles: those without the option "p", before the product, or
 // those with it, after the product.
 enum class InstallPass { kBeforeProduct, kAfterProduct };

@@ -8,6 +8,12 @@
 // means go on. Without a user interface nobody answers, and that is a No.
 namespace prereq {
 
+// Numbers in the package's `Error` table: the odd one of a pair is the error form.
+inline constexpr int kMissingError = 4153;
+inline constexpr int kMissingWarning = 4154;
+inline constexpr int kWrongFileError = 4155;
+inline constexpr int kWrongFileWarning = 4156;
+
 // The row's setup file failed its size or digest check: ignore the file and go on?
 bool AskAboutWrongFile(const PrerequisiteManager& manager, const msi::TableRow& row);
 

@@ -5,14 +5,9 @@
 #include "prereq/rows.h"
 
 namespace prereq {
-namespace {
-
-constexpr wchar_t kAction[] = L"QX_VerifyPrereq";
-
-}  // namespace
 
 uint32_t RunVerifyPhase(PrerequisiteManager* manager) {
-  manager->Announce(kAction);
+  manager->Announce(kVerifyAction);
   msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
   rows.Load({L"DisplayName", L"Options", L"Languages", L"Feature_", L"MissingCondition"},
             {L"Sequence"});

@@ -7,6 +7,9 @@
 
 namespace prereq {
 
+// The row of `ActionText` that announces the phase.
+inline constexpr wchar_t kVerifyAction[] = L"QX_VerifyPrereq";
+
 // Asks about every prerequisite of the pass before the product that is still missing, judged by its
 // `MissingCondition` alone; an empty condition always asks. Answers 0, or 2 at the user's first No.
 uint32_t RunVerifyPhase(PrerequisiteManager* manager);

@@ -55,6 +55,12 @@ TEST_CASE("the first letter of a reference says how a value is compared") {
     CAPTURE(c.value);
     CAPTURE(c.reference);
     CHECK(appsearch::Compares(c.value, c.reference) == c.matches);
+    // What something stands to can be compared with.
+    if (c.matches) CHECK(appsearch::CanCompare(c.reference));
+  }
+  for (const char* reference : {"<beta", ">", "Pro", "10", " =1"}) {
+    CAPTURE(reference);
+    CHECK_FALSE(appsearch::CanCompare(reference));
   }
 }
 
