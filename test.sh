@@ -82,6 +82,7 @@ check "built library" scripts/check_library.sh build/ship/bin/Prereq.dll
 run_programs checked
 # What ships is built with other options: its exports run again as they are.
 run_programs ship -R 'entry_test|older_family'
+check "checker on the sample" scripts/check_sample.sh
 check "demo, with dialogs" ./demo.sh
 check "demo, silent" ./demo.sh --silent
 check "demo, older family" ./demo.sh --legacy

@@ -1,0 +1,45 @@
+#ifndef CHECK_PACKAGE_KNOWN_PROPERTIES_H_
+#define CHECK_PACKAGE_KNOWN_PROPERTIES_H_
+
+#include <set>
+#include <string>
+
+#include "package.h"
+
+namespace check {
+
+// The properties that somebody gives a value: the installer, the library, or a table of the
+// package. What a package's own programs and scripts set, no table says.
+class KnownProperties {
+ public:
+  explicit KnownProperties(const Package& package);
+
+  // True also for what the opened installation has a value of.
+  [[nodiscard]] bool IsSet(const std::wstring& name) const;
+  // True for a property that the package's searches set, and only those for what is there.
+  [[nodiscard]] bool IsFoundBySearch(const std::wstring& name) const {
+    return found_by_search_.contains(name) && !IsSetByAbsence(name);
+  }
+  // True for one that a search for what is missing sets (kinds 6 and 8).
+  [[nodiscard]] bool IsSetByAbsence(const std::wstring& name) const {
+    return set_by_absence_.contains(name);
+  }
+  // True when `SecureCustomProperties` names it.
+  [[nodiscard]] bool IsSecure(const std::wstring& name) const { return secure_.contains(name); }
+  // True for one that the installer itself gives a meaning.
+  [[nodiscard]] static bool IsInstallers(const std::wstring& name);
+
+ private:
+  void AddSearches(const Package& package);
+  void AddActions(const Package& package);
+
+  const Package& package_;
+  std::set<std::wstring> names_;
+  std::set<std::wstring> found_by_search_;
+  std::set<std::wstring> set_by_absence_;
+  std::set<std::wstring> secure_;
+};
+
+}  // namespace check
+
+#endif  // CHECK_PACKAGE_KNOWN_PROPERTIES_H_
