@@ -86,6 +86,7 @@ check "checker on the sample" scripts/check_sample.sh
 check "demo, with dialogs" ./demo.sh
 check "demo, silent" ./demo.sh --silent
 check "demo, older family" ./demo.sh --legacy
+check "random faults, kills, repetition" ./reliability.sh --short
 
 echo "$passed passed, $failed failed"
 [ "$failed" = 0 ]

@@ -17,7 +17,7 @@ using test::BusySession;
 using test::Part;
 using test::ProcessFigures;
 
-TEST_CASE("loads") {
+TEST_CASE("loads and unloads") {
   BusySession session;
   Part part("loads and unloads", 200);
   const std::wstring path = test::ProgramFolder() + L"\\Prereq.dll";

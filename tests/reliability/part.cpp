@@ -107,8 +107,9 @@ void Part::Add(const std::string& what, uint64_t more, bool is_bytes) {
 
 std::string Part::Where() const {
   const LONG run = run_;
-  std::string where = name_ + " --seed=" + std::to_string(seed_);
-  if (run >= 0) where += " --from=" + std::to_string(run) + " --runs=1";
+  std::string where = "--only \"" + name_ + "\" --seed " + std::to_string(seed_);
+  // What shows only after all runs has no run to blame.
+  if (run >= 0) where += " --from " + std::to_string(run) + " --runs 1";
   return where;
 }
 
