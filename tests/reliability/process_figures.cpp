@@ -14,7 +14,7 @@ namespace {
 // Threads of a pool come and go, each with a few handles; heaps grow in steps.
 constexpr uint32_t kMoreHandles = 8;
 constexpr uint32_t kMoreThreads = 3;
-constexpr uint64_t kMoreBytes = 400000;
+constexpr uint64_t kMoreBytes = 250000;
 
 // Wine counts none; there each number that can be one of an open handle is asked about.
 uint32_t CountHandles() {
