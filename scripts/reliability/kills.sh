@@ -13,8 +13,9 @@ kills=$1
 seed=$2
 first=${3:-0}
 source scripts/demo/lib.sh
-finished=yes # The line of counts says how it went.
+interface=silent interface_switch=(/qn)
 step() { :; }
+trap 'scripts/wine.sh --stop; scripts/stop_servers.sh "$servers"' EXIT
 
 state=$PWD/build/reliability
 mkdir -p "$state"
@@ -92,6 +93,15 @@ calls_of() { grep -ac "^$1: called" "$setups_log" 2>/dev/null || true; }
 
 # install: with the setup executable, to its end.
 install() { run_sample Setup.exe SAMPLE_CHOICE=red >/dev/null 2>&1; }
+
+# The machine goes on, the user logs on, and whatever that starts comes to its end. Nobody is there to
+# press a button.
+log_on() {
+  [ -z "$(run_value)" ] || log_resumed_installation
+  scripts/wine.sh --stop
+  scripts/wine.sh wineboot >/dev/null 2>&1
+  timeout 120 scripts/wine.sh --wait
+}
 
 everything_is_installed() {
   local name
@@ -183,10 +193,8 @@ run_kill() {
   done
 
   if [ "$victim" = machine ]; then
-    [ -z "$(run_values)" ] || resumed=$((resumed + 1))
-    scripts/wine.sh --stop
-    scripts/wine.sh wineboot >/dev/null 2>&1
-    timeout 120 scripts/wine.sh --wait || fault "what the logon started does not end"
+    [ -z "$(run_value)" ] || resumed=$((resumed + 1))
+    log_on || fault "what the logon started does not end"
   fi
   if ! everything_is_installed; then
     started_again=$((started_again + 1))
@@ -204,7 +212,17 @@ run_kill() {
   check_end
 }
 
-build_quietly ship
+# Where no job can be made, a value that starts the package stays registered after the end: at the next
+# logon it must find nothing to do.
+check_next_logon() {
+  local before
+  before=$(cat "$setups_log")
+  log_on || fault "what the logon after the end started does not end"
+  [ "$(cat "$setups_log")" = "$before" ] || fault "the logon after the end launched a setup"
+  product_registered >/dev/null 2>&1 || fault "the logon after the end took the product away"
+  sha1sum --quiet -c "$state/foreign" >/dev/null 2>&1 || fault "the logon after the end harmed a file"
+}
+
 serve_and_build_sample >/dev/null
 for name in "${!version[@]}"; do
   file=$servers/www/${name}Setup.exe
@@ -215,7 +233,7 @@ done
 forget_sample >/dev/null
 install_codec
 save_machine
-trap 'restore_machine; remove_foreign_files; finish' EXIT
+trap 'restore_machine; remove_foreign_files; scripts/wine.sh --stop; scripts/stop_servers.sh "$servers"' EXIT
 
 # Without a kill it works.
 scripts/wine.sh wineboot >/dev/null 2>&1
@@ -223,7 +241,11 @@ kill_number=0 step_drawn=0 delay_ms=0 victim=nobody
 install || fault "the installation ended with exit code $?"
 everything_is_installed || fault "the installation is not whole"
 
-for ((kill_number = first; kill_number < first + kills; ++kill_number)); do run_kill; done
+for ((kill_number = first; kill_number < first + kills; ++kill_number)); do
+  run_kill
+  # Once is enough: what a logon finds is the same after each.
+  [ $((kill_number + 1)) != $((first + kills)) ] || check_next_logon
+done
 
 printf '%-26s%d runs  %d of the machine, %d of the installer  %d resumed by themselves  %d started again  %d mended by hand  ' \
   "killed installations" "$kills" "$machine_kills" $((kills - machine_kills)) "$resumed" \
