@@ -207,7 +207,7 @@ run_kill() {
     # Killed in the middle of its own work, Wine's installer does not roll back, and knows a product
     # by half that it can neither repair nor install: it is removed.
     run_sample sample.msi /fa >/dev/null 2>&1 ||
-      { run_quietly /x && install; } || fault "neither repaired nor installed again"
+      { run_sample sample.msi /x >/dev/null 2>&1 && install; } || fault "neither repaired nor installed again"
   fi
   check_end
 }
