@@ -40,7 +40,8 @@ part() { # name command...
     tail -n 20 "$log"
   fi
   all_faults=$((all_faults + faults))
-  all_runs=$((all_runs + $(tr -d '\r,' <"$log" | grep -oE '[0-9]+ runs  ' | awk '{n += $1} END {print n + 0}')))
+  all_runs=$((all_runs + $(tr -d '\r,' <"$log" | awk '
+    match($0, /[0-9]+ runs  /) {n += substr($0, RSTART)} END {print n + 0}')))
 }
 
 # wanted <name> <runs> <runs when short>: leaves in $count how many runs there are to be.

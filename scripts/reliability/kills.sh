@@ -2,11 +2,12 @@
 # Kills an installation of the sample package at random moments, starts it again as its user would, and
 # looks at what there is in the end:
 #   scripts/reliability/kills.sh <kills> <seed> [first]
-# Every other kill, drawn at random, takes the whole machine down, and the next logon starts what is
-# registered; the others take the installer's processes alone. Then the user starts the setup executable
-# again unless all is there, and repairs a product that was there before its last prerequisites. In the end the product and its prerequisites are installed, no
-# setup that had finished ran again, and no file of anybody else's is gone or altered. Needs the library
-# built as it ships. Prints what is wrong with the number of the kill, and one line of counts.
+# About half of the kills take the whole machine down, and the next logon starts what is registered; the
+# others take the installer's processes alone. Then the user starts the setup executable again unless all is
+# there, and repairs a product that was there before its last prerequisites. In the end the product and its
+# prerequisites are installed, no setup that had finished ran again, and no file of anybody else's is gone
+# or altered. Needs the library built as it ships. Prints what is wrong with the number of the kill, and one
+# line of counts.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 kills=$1
@@ -103,6 +104,19 @@ log_on() {
   timeout 120 scripts/wine.sh --wait
 }
 
+# The installer's processes end, and whatever they leave comes to its end: a prerequisite's setup that runs
+# goes on. One that the installer starts at that very moment may escape, and wait for what is gone.
+kill_installer() {
+  local attempt
+  for attempt in 1 2 3; do
+    scripts/wine.sh taskkill /f /im msiexec.exe >/dev/null 2>&1 || true
+    scripts/wine.sh taskkill /f /im Setup.exe >/dev/null 2>&1 || true
+    ! timeout 15 scripts/wine.sh --wait || return 0
+  done
+  scripts/wine.sh --stop
+  return 1
+}
+
 everything_is_installed() {
   local name
   product_registered >/dev/null 2>&1 && [ -s "$programs/Sample Product/Read me.txt" ] || return 1
@@ -167,10 +181,7 @@ run_kill() {
     scripts/wine.sh --stop
     machine_kills=$((machine_kills + 1))
   else
-    scripts/wine.sh taskkill /f /im msiexec.exe >/dev/null 2>&1 || true
-    scripts/wine.sh taskkill /f /im Setup.exe >/dev/null 2>&1 || true
-    # A prerequisite's setup that ran goes on to its end.
-    timeout 60 scripts/wine.sh --wait
+    kill_installer || fault "what was killed does not end"
   fi
   wait "$installing" || true
   rm -f "$temp_folder/sample-restart"
