@@ -32,6 +32,11 @@ bool Fetch(PrerequisiteManager* manager, const std::string& url, const std::stri
 
 bool DownloadRow(PrerequisiteManager* manager, const msi::TableRow& row) {
   const std::wstring path = SetupFilePath(manager->session(), row);
+  if (path.empty()) {
+    // Without a folder the downloader would use the current one, and no clean-up would find it.
+    manager->progress().OnError(0, download::kNoLocalName);
+    return false;
+  }
   if (util::FileExists(path)) {
     // One byte: the whole share of the item is granted when it finishes.
     manager->progress().BeginItem(1);

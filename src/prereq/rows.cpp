@@ -97,6 +97,9 @@ std::wstring SetupFilePath(const msi::InstallerSession& session, const msi::Tabl
     default:
       return {};
   }
+  // Nobody said where it lies, such as before `ResolveSource`. A backslash and the name would be a
+  // file in the root of whatever drive is the current one.
+  if (folder.empty()) return {};
   return util::WithBackslash(std::move(folder)) + SetupFileName(row);
 }
 

@@ -60,7 +60,8 @@ std::wstring DownloadedFileName(const msi::TableRow& row);
 // The bare name of the row's setup file, as prompts show it.
 std::wstring SetupFileName(const msi::TableRow& row);
 
-// Full path of the row's setup file, whether it exists or not; empty for a location without one.
+// Full path of the row's setup file, whether it exists or not; empty for a location without one and
+// when the properties name no folder.
 std::wstring SetupFilePath(const msi::InstallerSession& session, const msi::TableRow& row);
 
 }  // namespace prereq

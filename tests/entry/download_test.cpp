@@ -245,6 +245,25 @@ TEST_CASE("a failed download is shown once; a mandatory one ends the phase quiet
   }
 }
 
+TEST_CASE("a download without a folder fails, and neither fetches nor notes anything") {
+  Bench bench([](const HttpRequest&, size_t) { return HttpReply{.body = Text("x")}; });
+  bench.package.AddPrerequisite(
+      {.name = L"lost", .location = L"1", .url = bench.Url("/lost.exe"), .size = L"1"});
+  bench.package.Close();
+  ScriptedUi ui;
+  ui.Answer(INSTALLMESSAGE_WARNING, IDYES);
+  MsiSessionRig rig(bench.package);
+  rig.SetProperty(L"QX_DOWNLOAD_DIR", L"[QX_NotSet]");
+  ui.Clear();
+  CHECK(rig.Call(kAction) == 0);
+  CHECK(bench.Targets().empty());
+  CHECK(rig.Property(L"QX_PREREQFILES").empty());
+  CHECK(ui.Of(INSTALLMESSAGE_ERROR).size() == 1);
+  CHECK(ui.Prompts() == Prompts{{4156, L"lost.exe"}});
+  CHECK(ui.ActionData().empty());
+  CHECK(rig.CountLeakedHandles() == 0);
+}
+
 TEST_CASE("a Cancel on the bar ends the phase, and the next run continues the file") {
   const auto content = TestContent(3000000);
   Bench bench([&](const HttpRequest& request, size_t) { return ServeRange(request, content); });

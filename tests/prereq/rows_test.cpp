@@ -136,6 +136,12 @@ TEST_CASE("the setup file lies where location and properties say") {
       {L"", {L"D:\\a\\setup.exe", L"", L"", L"", L""}, L"D:\\a\\target.exe"},
       {L"1", {L"D:\\a\\setup.exe", L"", L"1", L"C:\\x", L"[QX_Base]d"}, L"C:\\base\\d\\file.exe"},
       {L"1", {L"D:\\a\\setup.exe", L"", L"", L"C:\\x", L""}, L"C:\\x\\file.exe"},
+      // No folder: not a file in the root of the current drive.
+      {L"0", {L"", L"", L"", L"C:\\x", L"C:\\d"}, L""},
+      {L"0", {L"\\setup.exe", L"E:\\s", L"", L"", L""}, L""},
+      {L"0", {L"D:\\a\\setup.exe", L"E:\\s", L"1", L"", L"C:\\d"}, L""},
+      {L"0", {L"D:\\a\\setup.exe", L"E:\\s", L"1", L"[QX_NotSet]", L""}, L""},
+      {L"1", {L"D:\\a\\setup.exe", L"E:\\s", L"", L"C:\\x", L"[QX_NotSet]"}, L""},
       {L"2", {L"D:\\a\\setup.exe", L"E:\\s", L"1", L"C:\\x", L"C:\\d"}, L""},
       {L"-1", {L"D:\\a\\setup.exe", L"E:\\s", L"1", L"C:\\x", L"C:\\d"}, L""},
   };
