@@ -45,10 +45,8 @@ Downloader::Downloader(DownloadListener* listener, CredentialProvider* credentia
 Downloader::~Downloader() {
   if (!thread_) return;
   state_->stop = true;
-  ::WaitForSingleObject(thread_.Get(), kGraceMs);
-  DWORD exit_code = 0;
-  ::GetExitCodeThread(thread_.Get(), &exit_code);
-  if (exit_code != STILL_ACTIVE) return;
+  // Not asked by its exit code: that of one that ended can be the number for "still active", too.
+  if (::WaitForSingleObject(thread_.Get(), kGraceMs) == WAIT_OBJECT_0) return;
   // It hangs in a call that nothing gets it out of. Whatever it held stays behind, and late
   // callbacks must find the state, without the listener, and the code.
   ::TerminateThread(thread_.Get(), 0);
