@@ -97,6 +97,9 @@ void AsyncLink::Hold(HINTERNET handle) {
       return;
     }
   }
+  // No room to know it again when it closes: the link then stays for good. A leak is better than a
+  // callback into memory that is gone.
+  ++references_;
 }
 
 void AsyncLink::Forget(HINTERNET handle) {

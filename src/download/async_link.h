@@ -65,7 +65,8 @@ class AsyncLink {
   WIN32_FIND_DATAA found = {};
   char* buffer() { return buffer_.get(); }
 
-  // A handle that was opened with this link as its context; idempotent.
+  // A handle that was opened with this link as its context; idempotent. Beyond kMaxHandles open
+  // ones the link never goes.
   void Hold(HINTERNET handle);
   // Around closing a handle. The wait is for the call under way, then for the handle itself, up to
   // 1000 ms each; false when the call is stuck.
