@@ -175,7 +175,7 @@ uint32_t Session::Await(bool pausable) {
 void Session::CloseAwaited(HINTERNET handle) {
   link_->BeginClosing(handle);
   Internet().InternetCloseHandle(handle);
-  stuck_ = !link_->AwaitClosing();
+  stuck_ = !link_->AwaitClosing() || stuck_;
 }
 
 }  // namespace download
