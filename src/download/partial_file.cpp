@@ -1,17 +1,12 @@
 #include "download/partial_file.h"
 
 #include "util/ansi_text.h"
+#include "util/files.h"
 
 namespace download {
 namespace {
 
 constexpr char kSeparators[] = "\\/";
-
-uint64_t SizeOf(HANDLE file) {
-  DWORD high = 0;
-  const DWORD low = ::GetFileSize(file, &high);
-  return uint64_t{high} << 32 | low;
-}
 
 bool IsFolder(const std::string& path) {
   const DWORD attributes = ::GetFileAttributesA(path.c_str());
@@ -36,7 +31,7 @@ uint32_t PartialFile::ReadOldSize() const {
   const util::UniqueFile file(::CreateFileA(path_.c_str(), GENERIC_READ,
                                             FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                             OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-  const uint64_t size = file ? SizeOf(file.Get()) : 0;
+  const uint64_t size = file ? util::ReadFileSize(file.Get()).value_or(0) : 0;
   return size <= 0xFFFFFFFF ? static_cast<uint32_t>(size) : 0;
 }
 
@@ -49,8 +44,12 @@ uint32_t PartialFile::Open(bool go_on) {
   file_.Reset(::CreateFileA(path_.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                             go_on ? OPEN_EXISTING : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file_) return ::GetLastError();
-  if (go_on) ::SetFilePointer(file_.Get(), 0, nullptr, FILE_END);
-  return NO_ERROR;
+  if (!go_on) return NO_ERROR;
+  // A low word of all ones is a position too, unless an error says otherwise.
+  ::SetLastError(NO_ERROR);
+  return ::SetFilePointer(file_.Get(), 0, nullptr, FILE_END) == INVALID_SET_FILE_POINTER
+             ? ::GetLastError()
+             : NO_ERROR;
 }
 
 uint32_t PartialFile::Write(const char* data, DWORD count) {
@@ -59,12 +58,12 @@ uint32_t PartialFile::Write(const char* data, DWORD count) {
   return written == count ? NO_ERROR : ERROR_DISK_FULL;
 }
 
-uint64_t PartialFile::FlushedSize() const {
+std::optional<uint64_t> PartialFile::FlushedSize() const {
   ::FlushFileBuffers(file_.Get());
   return Size();
 }
 
-uint64_t PartialFile::Size() const { return SizeOf(file_.Get()); }
+std::optional<uint64_t> PartialFile::Size() const { return util::ReadFileSize(file_.Get()); }
 
 void PartialFile::Finish() {
   file_.Reset();

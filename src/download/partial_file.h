@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "util/unique_handle.h"
@@ -19,8 +20,8 @@ class PartialFile {
   // Nothing is touched yet. Texts are in the ANSI code page.
   explicit PartialFile(std::string target) : target_(std::move(target)), path_(target_ + ".part") {}
 
-  // How much of it an earlier transfer left. 0 without one, and for one of 4 GiB or more, which
-  // cannot be continued because positions have 32 bits.
+  // How much of it an earlier transfer left. 0 without one, for one whose size cannot be told, and
+  // for one of 4 GiB or more, which cannot be continued because positions have 32 bits.
   [[nodiscard]] uint32_t ReadOldSize() const;
 
   // Makes the folders above it.
@@ -31,9 +32,10 @@ class PartialFile {
 
   [[nodiscard]] uint32_t Write(const char* data, DWORD count);
 
-  // The size once everything that was written is on its way to the disk.
-  [[nodiscard]] uint64_t FlushedSize() const;
-  [[nodiscard]] uint64_t Size() const;
+  // The size once everything that was written is on its way to the disk; nothing when it cannot be
+  // told.
+  [[nodiscard]] std::optional<uint64_t> FlushedSize() const;
+  [[nodiscard]] std::optional<uint64_t> Size() const;
 
   // Closes it and puts it in the place of the target. A target that cannot be replaced stays, and
   // nobody is told, on purpose: whoever wants the file checks it anyway.

@@ -2,6 +2,8 @@
 
 #include <winsock2.h>
 
+#include <optional>
+
 #include "download/request.h"
 #include "download/url.h"
 
@@ -77,7 +79,8 @@ uint32_t Transfer::ReadAll() {
       continue;
     }
     if (error == NO_ERROR) {
-      if (size_ == 0 || file_.Size() >= size_) return Finish();
+      // One whose size cannot be told is not taken for complete.
+      if (size_ == 0 || file_.Size().value_or(0) >= size_) return Finish();
       if (!is_http_) return Report(kEndedShort);
       error = Reconnect(ERROR_INTERNET_TIMEOUT);
     } else if (is_http_ && IsDropped(error)) {
@@ -101,14 +104,15 @@ uint32_t Transfer::ReadChunk(DWORD* count) {
 uint32_t Transfer::Reconnect(uint32_t reason) {
   if (idle_reconnects_++ > state_->retries) return reason;
   session_.CloseRequest();
-  const uint64_t size = file_.FlushedSize();
-  if (size > 0xFFFFFFFF) return ERROR_INTERNET_TIMEOUT;  // Positions have 32 bits.
-  uint32_t offset = state_->resume ? static_cast<uint32_t>(size) : 0;
+  const std::optional<uint64_t> size = file_.FlushedSize();
+  // Unknown, or beyond the 32 bits of positions.
+  if (!size || *size > 0xFFFFFFFF) return ERROR_INTERNET_TIMEOUT;
+  uint32_t offset = state_->resume ? static_cast<uint32_t>(*size) : 0;
   state_->reconnecting = true;
   const uint32_t error = Open(&offset);
   state_->reconnecting = false;
   if (error != NO_ERROR) return error;
-  return size != 0 && offset != size ? ERROR_INTERNET_TIMEOUT : NO_ERROR;
+  return *size != 0 && offset != *size ? ERROR_INTERNET_TIMEOUT : NO_ERROR;
 }
 
 uint32_t Transfer::Finish() {

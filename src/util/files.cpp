@@ -40,16 +40,19 @@ UniqueFile CreateForWriting(const std::wstring& path) {
   return Open(path, GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS);
 }
 
-std::optional<uint64_t> ReadFileSize(const std::wstring& path) {
-  const UniqueFile file = OpenForReading(path);
-  if (!file) return std::nullopt;
+std::optional<uint64_t> ReadFileSize(HANDLE file) {
   DWORD high = 0;
   // The oldest systems lack GetFileSizeEx. A low word of all ones is a size too, unless an error
   // says otherwise.
   ::SetLastError(NO_ERROR);
-  const DWORD low = ::GetFileSize(file.Get(), &high);
+  const DWORD low = ::GetFileSize(file, &high);
   if (low == INVALID_FILE_SIZE && ::GetLastError() != NO_ERROR) return std::nullopt;
   return uint64_t{high} << 32 | low;
+}
+
+std::optional<uint64_t> ReadFileSize(const std::wstring& path) {
+  const UniqueFile file = OpenForReading(path);
+  return file ? ReadFileSize(file.Get()) : std::nullopt;
 }
 
 bool RemoveFile(const std::wstring& path) {

@@ -27,7 +27,8 @@ UniqueFile OpenForReading(const std::wstring& path);
 // Opens for writing, in place of any existing file; others may read. Empty on failure, as above.
 UniqueFile CreateForWriting(const std::wstring& path);
 
-// Size in bytes; nothing when the file cannot be opened.
+// Size in bytes, of an open file or of the one at `path`; nothing when it cannot be told.
+std::optional<uint64_t> ReadFileSize(HANDLE file);
 std::optional<uint64_t> ReadFileSize(const std::wstring& path);
 
 // One attempt each, attributes are not changed. A folder goes only when it is empty. False, with
