@@ -14,6 +14,7 @@
 #include "prereq/extract_progress_server.h"
 #include "row.h"
 #include "stopwatch.h"
+#include "util/ansi_text.h"
 #include "util/pipe_channel.h"
 #include "util/text.h"
 #include "util/unique_handle.h"
@@ -29,7 +30,7 @@ constexpr DWORD kBufferBytes = 2 * util::PipeChannel::kLongestTextChars;
 constexpr std::wstring_view kTexts[] = {L"167772160", L"1234567890", L"0"};
 constexpr int64_t kBytes = 1234567890;
 
-std::string Suffix() { return "-bench-" + util::ToAnsi(util::ToDecimal(::GetCurrentProcessId())); }
+std::string Suffix() { return "-bench-" + util::ToDecimalAnsi(::GetCurrentProcessId()); }
 
 struct Talk {
   void (*client)(const std::string& suffix);

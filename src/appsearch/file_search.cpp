@@ -116,7 +116,7 @@ class Walk {
     std::string text;
     for (const uint16_t part : read.parts) {
       if (version.count != 0) text += '.';
-      text += util::ToDecimalText(part);
+      text += util::ToDecimalAnsi(part);
       version.parts[version.count++] = part;
     }
     findings_->push_back(std::move(text));

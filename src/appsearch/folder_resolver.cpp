@@ -55,7 +55,7 @@ size_t FindEnd(const std::string& text, size_t open) {
 
 FolderResolver::FolderResolver(std::string setup_folder)
     : setup_folder_(setup_folder.empty() ? std::string()
-                                         : util::WithEndSlash(std::move(setup_folder))) {}
+                                         : util::WithBackslash(std::move(setup_folder))) {}
 
 std::string FolderResolver::Resolve(const std::string& text) const {
   std::string result;

@@ -46,7 +46,7 @@ constexpr ShellFolder kShellFolders[] = {
 
 std::optional<std::string> AsFolder(std::string path) {
   if (path.empty()) return std::nullopt;
-  return util::WithEndSlash(std::move(path));
+  return util::WithBackslash(std::move(path));
 }
 
 // Older shells get this function from a library of its own, which came with the installer.
@@ -98,7 +98,7 @@ std::optional<std::string> FindInstallerFolder(std::string_view name) {
   if (name == "WindowsVolume") return AsFolder(Read(&::GetWindowsDirectoryA).substr(0, 2));
   if (name == "SystemFolder") return AsFolder(Read32BitSystemFolder());
   if (name == "System16Folder") {
-    return AsFolder(util::WithEndSlash(Read(&::GetWindowsDirectoryA)) + "system");
+    return AsFolder(util::WithBackslash(Read(&::GetWindowsDirectoryA)) + "system");
   }
   if (name == "TempFolder") return AsFolder(util::ReadTempFolder());
   if (!util::Is64BitSystem()) return std::nullopt;

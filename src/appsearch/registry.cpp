@@ -35,7 +35,7 @@ std::string TextOf(std::string buffer, DWORD size_bytes) {
 std::string NumberOf(const std::string& buffer, DWORD size_bytes) {
   uint32_t number = 0;
   std::memcpy(&number, buffer.data(), size_bytes < sizeof(number) ? size_bytes : sizeof(number));
-  return util::ToDecimalText(number);
+  return util::ToDecimalAnsi(number);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "download/browser_version.h"
 #include "download/ftp_functions.h"
 #include "download/user_dialogs.h"
+#include "util/ansi_text.h"
 #include "util/text.h"
 
 namespace download {
@@ -41,7 +42,7 @@ uint32_t LogIn(Session* session, TransferState* state, const UrlParts& url) {
 
 // Asks the server to start the next transfer at `offset`, which becomes 0 when it does not.
 uint32_t RestartAt(Session* session, uint32_t* offset) {
-  const std::string command = "REST " + util::ToAnsi(util::ToDecimal(*offset));
+  const std::string command = "REST " + util::ToDecimalAnsi(*offset);
   if (const uint32_t error = session->SendFtpCommand(command)) return error;
   const std::string& response = session->server_response();
   if (util::ParseDecimal<uint32_t>(std::string_view(response)) != kRestartAccepted) *offset = 0;

@@ -3,7 +3,7 @@
 #include "download/header_fields.h"
 #include "download/user_dialogs.h"
 #include "download/wininet.h"
-#include "util/text.h"
+#include "util/ansi_text.h"
 
 namespace download {
 namespace {
@@ -32,7 +32,7 @@ bool IsCertificateError(DWORD error) {
 }
 
 std::string RangeHeader(uint32_t offset) {
-  return "Range: bytes=" + util::ToAnsi(util::ToDecimal(offset)) + "-\r\n";
+  return "Range: bytes=" + util::ToDecimalAnsi(offset) + "-\r\n";
 }
 
 // One request, sent until the server's answer is final.

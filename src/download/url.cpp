@@ -96,7 +96,7 @@ std::string LocalPath(const std::string& url, const std::string& folder,
   }
   const bool is_full_path = name.find(':', 1) != std::string::npos;
   if (is_full_path || folder.empty()) return name;
-  return util::WithEndSlash(folder) + name;
+  return util::WithBackslash(folder) + name;
 }
 
 std::string WithoutForbidden(std::string name) {

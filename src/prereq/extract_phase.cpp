@@ -7,6 +7,7 @@
 #include "prereq/extract_progress_server.h"
 #include "prereq/rows.h"
 #include "prereq/work_folders.h"
+#include "util/ansi_text.h"
 #include "util/files.h"
 #include "util/os_family.h"
 #include "util/process.h"
@@ -89,7 +90,7 @@ uint32_t RunExtractPhase(PrerequisiteManager* manager) {
   if (executable.empty() || !StartExtraction(executable, arguments)) return ERROR_SUCCESS;
 
   util::PipeChannel channel;
-  const std::string suffix = util::ToAnsi(util::ToDecimal(::GetCurrentProcessId()));
+  const std::string suffix = util::ToDecimalAnsi(::GetCurrentProcessId());
   (void)channel.Open(util::PipeChannel::Side::kServer, suffix);  // Serving a closed one ends.
   ExtractProgressServer server(session, &channel, groups);
   server.Serve();

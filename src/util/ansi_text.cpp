@@ -23,13 +23,13 @@ size_t FindLastMark(std::string_view text, std::string_view marks, UINT code_pag
   return last;
 }
 
-std::string WithEndSlash(std::string folder) {
+std::string WithBackslash(std::string folder) {
   // The last byte may be the second half of a letter.
   const size_t slash = FindLastMark(folder, "\\");
   if (slash == kNoMark || slash + 1 != folder.size()) folder += '\\';
   return folder;
 }
 
-std::string ToDecimalText(uint32_t value) { return ToAnsi(ToDecimal(value)); }
+std::string ToDecimalAnsi(uint64_t value) { return ToAnsi(ToDecimal(value)); }
 
 }  // namespace util

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-// Looking for marks in narrow text. In some code pages the second byte of a letter can look like a
+// Narrow text in the ANSI code page. In some code pages the second byte of a letter can look like a
 // backslash or a bracket, so bytes must not be searched one by one.
 namespace util {
 
@@ -23,11 +23,11 @@ size_t FindLastMark(std::string_view text, std::string_view marks, UINT code_pag
 // Where the letter after the one at `at` begins.
 size_t NextLetter(std::string_view text, size_t at, UINT code_page = CP_ACP);
 
-// `folder` with a backslash at its end; one that is there already is not doubled.
-std::string WithEndSlash(std::string folder);
+// As the wide form in text.h: `folder` with a backslash at its end.
+std::string WithBackslash(std::string folder);
 
-// Decimal text of a number without a sign.
-std::string ToDecimalText(uint32_t value);
+// As ToDecimal() in text.h.
+std::string ToDecimalAnsi(uint64_t value);
 
 }  // namespace util
 

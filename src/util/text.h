@@ -19,7 +19,8 @@ std::wstring ToWide(std::string_view text);
 // empty text has no pieces.
 std::vector<std::wstring> Split(std::wstring_view text, wchar_t separator);
 
-// The text of `folder` with a backslash at its end; one that is there already is not doubled.
+// The text of `folder` with a backslash at its end; one that is there already is not doubled. An
+// empty text becomes a backslash alone, which is no folder: who may have one asks first.
 std::wstring WithBackslash(std::wstring folder);
 
 // `letter` with A to Z as a to z; every other character stays. Independent of any locale.

@@ -9,6 +9,7 @@
 #include "support/setup_program.h"
 #include "support/test_package.h"
 #include "support/worker.h"
+#include "util/ansi_text.h"
 #include "util/os_family.h"
 #include "util/text.h"
 
@@ -32,7 +33,7 @@ constexpr wchar_t kFile[] = L"150994944";
 
 constexpr UINT kErrorRetryCancel = 0x01000005;
 
-std::string OwnSuffix() { return util::ToAnsi(util::ToDecimal(::GetCurrentProcessId())); }
+std::string OwnSuffix() { return util::ToDecimalAnsi(::GetCurrentProcessId()); }
 
 // Every message of the installer in one text each: R reset, + increment, D action data, S action
 // start, ? prompt.

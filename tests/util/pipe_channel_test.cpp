@@ -6,6 +6,7 @@
 
 #include "support/pipe_client.h"
 #include "support/worker.h"
+#include "util/ansi_text.h"
 #include "util/text.h"
 
 using test::PipeClient;
@@ -19,8 +20,8 @@ namespace {
 // A pipe of the test's own.
 std::string NewSuffix() {
   static unsigned count = 0;
-  return "-test-" + util::ToAnsi(util::ToDecimal(::GetCurrentProcessId())) + "-" +
-         util::ToAnsi(util::ToDecimal(++count));
+  return "-test-" + util::ToDecimalAnsi(::GetCurrentProcessId()) + "-" +
+         util::ToDecimalAnsi(++count);
 }
 
 }  // namespace
