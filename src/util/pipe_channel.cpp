@@ -10,7 +10,7 @@ namespace {
 constexpr char kNamePrefix[] = "\\\\.\\pipe\\ToServer";
 
 constexpr DWORD kLongestMessageBytes = PipeChannel::kLongestTextChars * sizeof(wchar_t);
-// Twice the longest message.
+// Twice what one read takes, which is the longest message; the rest is slack.
 constexpr size_t kBufferChars = 2 * PipeChannel::kLongestTextChars;
 constexpr DWORD kDefaultTimeoutMs = 5000;
 

@@ -2,7 +2,7 @@
 
 #include <shellapi.h>
 
-#include <type_traits>
+#include <iterator>
 
 #include "util/os_family.h"
 #include "util/text.h"
@@ -44,7 +44,8 @@ bool Launch(const typename Shell::Text& file, const typename Shell::Text& folder
   info.cbSize = sizeof(info);
   info.fMask = kQuiet | (exit_code != nullptr ? SEE_MASK_NOCLOSEPROCESS : 0);
   info.lpVerb = Shell::kOpen;
-  info.lpFile = file.c_str() + (file.starts_with(Shell::kLongPathPrefix) ? 4 : 0);
+  const bool is_long = file.starts_with(Shell::kLongPathPrefix);
+  info.lpFile = file.c_str() + (is_long ? std::size(Shell::kLongPathPrefix) - 1 : 0);
   info.lpParameters = arguments.empty() ? nullptr : arguments.c_str();
   info.lpDirectory = folder.c_str();
   info.nShow = hidden ? SW_HIDE : SW_SHOWNORMAL;

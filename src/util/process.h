@@ -11,9 +11,10 @@
 namespace util {
 
 // Starts `file` (a leading "\\?\" is left off) with the verb "open" in its own folder. With
-// `exit_code` the call waits, without a time limit, for the program to end and stores its code;
-// without it, it does not wait. `hidden` starts it without a visible window. The wide form uses the
-// ANSI shell call on the older operating-system family; the narrow form always does.
+// `exit_code` the call waits, without a time limit, for the program to end and stores its code,
+// which stays as it was when the shell gives no process; without it, it does not wait. `hidden`
+// starts it without a visible window. The wide form uses the ANSI shell call on the older
+// operating-system family; the narrow form always does.
 [[nodiscard]] bool LaunchProgram(const std::wstring& file, const std::wstring& arguments,
                                  DWORD* exit_code, bool hidden);
 [[nodiscard]] bool LaunchProgram(const std::string& file, const std::string& arguments,

@@ -8,8 +8,8 @@
 #include "util/unique_handle.h"
 
 // The wide form of every call on the NT family; on the older one the ANSI form, with texts in the
-// ANSI code page. A failure is an empty key or
-// false, without a reason: GetLastError() does not speak of the registry.
+// ANSI code page. A failure is an empty key or false, without a reason: GetLastError() does not
+// speak of the registry.
 namespace util {
 
 // Opens the key `path` below `root`, which is borrowed.

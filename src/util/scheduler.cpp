@@ -20,20 +20,6 @@ struct ServiceTraits {
 };
 using UniqueService = UniqueHandle<ServiceTraits>;
 
-struct TriggerType {
-  TriggerKind kind;
-  TASK_TRIGGER_TYPE type;
-};
-constexpr TriggerType kTriggerTypes[] = {
-    {TriggerKind::kDaily, TASK_TIME_TRIGGER_DAILY},
-    {TriggerKind::kWeekly, TASK_TIME_TRIGGER_WEEKLY},
-    {TriggerKind::kMonthlyDate, TASK_TIME_TRIGGER_MONTHLYDATE},
-    {TriggerKind::kMonthlyWeekday, TASK_TIME_TRIGGER_MONTHLYDOW},
-    {TriggerKind::kAtSystemStart, TASK_EVENT_TRIGGER_AT_SYSTEMSTART},
-    {TriggerKind::kAtLogon, TASK_EVENT_TRIGGER_AT_LOGON},
-    {TriggerKind::kOnIdle, TASK_EVENT_TRIGGER_ON_IDLE},
-};
-
 DWORD StartSchedulerService() {
   const UniqueService manager(::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT));
   if (!manager) return ::GetLastError();
@@ -105,27 +91,35 @@ TASK_TRIGGER ToTaskTrigger(const JobTrigger& trigger) {
   result.wBeginDay = trigger.start.wDay;
   result.wStartHour = trigger.start.wHour;
   result.wStartMinute = trigger.start.wMinute;
-  for (const TriggerType& entry : kTriggerTypes) {
-    if (entry.kind == trigger.kind) result.TriggerType = entry.type;
-  }
   switch (trigger.kind) {
     case TriggerKind::kDaily:
+      result.TriggerType = TASK_TIME_TRIGGER_DAILY;
       result.Type.Daily.DaysInterval = trigger.interval;
       break;
     case TriggerKind::kWeekly:
+      result.TriggerType = TASK_TIME_TRIGGER_WEEKLY;
       result.Type.Weekly.WeeksInterval = trigger.interval;
       result.Type.Weekly.rgfDaysOfTheWeek = trigger.days;
       break;
     case TriggerKind::kMonthlyDate:
+      result.TriggerType = TASK_TIME_TRIGGER_MONTHLYDATE;
       result.Type.MonthlyDate.rgfDays = trigger.days;
       result.Type.MonthlyDate.rgfMonths = trigger.months;
       break;
     case TriggerKind::kMonthlyWeekday:
+      result.TriggerType = TASK_TIME_TRIGGER_MONTHLYDOW;
       result.Type.MonthlyDOW.wWhichWeek = trigger.interval;
       result.Type.MonthlyDOW.rgfDaysOfTheWeek = trigger.days;
       result.Type.MonthlyDOW.rgfMonths = trigger.months;
       break;
-    default:
+    case TriggerKind::kAtSystemStart:
+      result.TriggerType = TASK_EVENT_TRIGGER_AT_SYSTEMSTART;
+      break;
+    case TriggerKind::kAtLogon:
+      result.TriggerType = TASK_EVENT_TRIGGER_AT_LOGON;
+      break;
+    case TriggerKind::kOnIdle:
+      result.TriggerType = TASK_EVENT_TRIGGER_ON_IDLE;
       break;
   }
   return result;

@@ -26,8 +26,8 @@ struct JobTrigger {
   uint16_t interval = 1;  // In days or weeks; for a weekday of a month, which week, from 1 to 5.
   uint16_t days = 1;      // Bits: days of the month or of the week, from the first or Sunday on.
   uint16_t months = 1;    // Bits, from January on.
-  SYSTEMTIME start =
-      {};  // First possible run, by the minute. The scheduler takes it as local time.
+  // First possible run, by the minute. The scheduler takes it as local time.
+  SYSTEMTIME start = {};
 };
 
 struct ScheduledJob {
