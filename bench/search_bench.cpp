@@ -133,7 +133,8 @@ void CompareWalks() {
   MakeTree(folders);
   const appsearch::SearchEngine engine(nullptr, appsearch::FolderResolver(""));
   const std::vector<appsearch::Criterion> criteria = {
-      {.kind = 0, .search = root + "missing.exe?" + std::to_string(kDepth)}};
+      {.kind = appsearch::SearchKind::kFile,
+       .search = root + "missing.exe?" + std::to_string(kDepth)}};
   Compare(
       "missing file, depth 4, 20,000 files", [] {},
       [&] { return engine.Search(criteria, appsearch::CombiningMode::kAll, true).findings.size(); },
@@ -182,7 +183,9 @@ void CompareReads() {
   std::vector<std::string> paths;
   for (int row = 0; row < kRows; ++row) {
     paths.push_back(RowKey(row));
-    criteria.push_back({.kind = 2, .search = "HKCU\\" + RowKey(row) + "\\Version", .lowest = "1"});
+    criteria.push_back({.kind = appsearch::SearchKind::kValue,
+                        .search = "HKCU\\" + RowKey(row) + "\\Version",
+                        .lowest = "1"});
   }
   const appsearch::SearchEngine engine(nullptr, appsearch::FolderResolver(""));
   Compare(

@@ -143,8 +143,9 @@ my @errors = (idt('Error'))[3 .. (() = idt('Error')) - 1];
 same('message', 'Error.idt', [map { "$_->[0] \"$_->[1]\"" } @errors], $guide,
   [map { "$_->[0] $_->[1]" } grep { $_->[0] =~ /^\d+$/ } rows(section($guide, 'Messages'))]);
 
-my @kinds = slurp('src/appsearch/search_engine.cpp') =~ /case (\d+):/g;
-same('kind', 'the search engine', \@kinds, $guide,
+my %kind_numbers = slurp('src/appsearch/criterion.h') =~ /^  (k\w+) = (\d+),/mg;
+my @kinds = slurp('src/appsearch/search_engine.cpp') =~ /case SearchKind::(\w+):/g;
+same('kind', 'the search engine', [map { $kind_numbers{$_} // $_ } @kinds], $guide,
   [map { $_->[0] =~ /^\[(\d+)\]/ } rows(section($guide, 'Kinds of search'))]);
 
 # Names of ours, and the properties that the library reads.

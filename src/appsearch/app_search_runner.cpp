@@ -12,7 +12,7 @@ constexpr char kProgramQuery[] = "SELECT `Data` FROM `Binary` WHERE `Name`= '";
 
 // The one way in: the engine works on narrow text.
 Criterion ToCriterion(const msi::TableRow& row, const std::wstring& search) {
-  return {.kind = util::ParseDecimal<int32_t>(row.Get(L"Type")),
+  return {.kind = static_cast<SearchKind>(util::ParseDecimal<int32_t>(row.Get(L"Type"))),
           .search = util::ToAnsi(search),
           .lowest = util::ToAnsi(row.Get(L"VerMin")),
           .highest = util::ToAnsi(row.Get(L"VerMax")),
@@ -32,12 +32,12 @@ std::wstring ToPropertyValue(const msi::TableRow& row, const Findings& findings)
   return util::ToWide(value);
 }
 
-// Where the package's setup program is: what it says itself, or the folder of its path.
+// Where the package's setup executable is: what it says itself, or the folder of its path.
 FolderResolver FoldersOf(const msi::InstallerSession& session) {
   std::wstring folder = session.GetProperty(L"SETUPEXEDIR");
   if (folder.empty()) {
-    const std::wstring program = session.GetProperty(L"QX_SETUPEXEPATH");
-    folder = program.substr(0, program.rfind(L'\\') + 1);
+    const std::wstring executable = session.GetProperty(L"QX_SETUPEXEPATH");
+    folder = executable.substr(0, executable.rfind(L'\\') + 1);
   }
   return FolderResolver(util::ToAnsi(folder));
 }
@@ -66,7 +66,7 @@ UINT AppSearchRunner::Run() {
 }
 
 void AppSearchRunner::SearchRow(const msi::TableRow& row) const {
-  const std::wstring& property = row.Get(L"Property");
+  const std::wstring property = row.Get(L"Property");
   std::wstring unused;
   if (!session_.TryGetProperty(property, &unused)) return;
   // Only a condition that is false skips the search, on purpose: one that does not parse must not
@@ -80,14 +80,14 @@ void AppSearchRunner::SearchRow(const msi::TableRow& row) const {
       .Send(session_.handle(), INSTALLMESSAGE_ACTIONDATA);
   const SearchResult result =
       engine_.Search({ToCriterion(row, search)}, CombiningMode::kAll, /*stop_early=*/true);
-  KeepBounds(row);
+  PublishBounds(row);
   if (result.found) session_.SetProperty(property, ToPropertyValue(row, result.findings));
 }
 
-void AppSearchRunner::KeepBounds(const msi::TableRow& row) const {
-  const std::wstring& property = row.Get(L"Property");
+void AppSearchRunner::PublishBounds(const msi::TableRow& row) const {
+  const std::wstring property = row.Get(L"Property");
   for (const wchar_t* bound : {L"VerMin", L"VerMax"}) {
-    const std::wstring& version = row.Get(bound);
+    const std::wstring version = row.Get(bound);
     if (!version.empty()) session_.SetProperty(property + L"Qx" + bound, version);
   }
 }

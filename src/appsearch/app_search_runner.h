@@ -24,7 +24,8 @@ class AppSearchRunner {
 
  private:
   void SearchRow(const msi::TableRow& row) const;
-  void KeepBounds(const msi::TableRow& row) const;
+  // Sets the row's version bounds as properties, for texts of the package; found or not.
+  void PublishBounds(const msi::TableRow& row) const;
 
   msi::InstallerSession session_;
   msi::BinaryExtractor programs_;

@@ -32,34 +32,34 @@ bool SearchEngine::Find(const Criterion& criterion, Findings* findings) const {
   // Version bounds belong to the kinds that find versions; the others answer by themselves.
   const VersionBounds bounds(criterion.lowest, criterion.highest);
   switch (criterion.kind) {
-    case 0:
+    case SearchKind::kFile:
       FindFiles(criterion, bounds, folders_, findings);
       return bounds.ContainsAny(*findings);
-    case 1:
+    case SearchKind::kSubkeys:
       FindSubkeys(criterion, findings);
       return bounds.ContainsAny(*findings);
-    case 2:
+    case SearchKind::kValue:
       FindValue(criterion, findings);
       return bounds.ContainsAny(*findings);
-    case 3:
+    case SearchKind::kProduct:
       FindProductVersion(criterion, findings);
       return bounds.ContainsAny(*findings);
-    case 4:
+    case SearchKind::kRelatedProducts:
       FindRelatedVersions(criterion, findings);
       return bounds.ContainsAny(*findings);
-    case 5:
+    case SearchKind::kKeyExists:
       return KeyExists(criterion);
-    case 6:
+    case SearchKind::kNoKey:
       return !KeyExists(criterion);
-    case 7:
+    case SearchKind::kValueExists:
       return ValueExists(criterion);
-    case 8:
+    case SearchKind::kNoValue:
       return !ValueExists(criterion);
-    case 9:
+    case SearchKind::kValueCompares:
       return ValueCompares(criterion, findings);
-    case 10:
+    case SearchKind::kProgram:
       return ProgramAgrees(criterion, folders_, programs_);
-    case 11:
+    case SearchKind::kComponent:
       return IsComponentInstalled(criterion);
     default:
       return false;

@@ -14,6 +14,7 @@
 using appsearch::CombiningMode;
 using appsearch::Criterion;
 using appsearch::SearchEngine;
+using appsearch::SearchKind;
 using appsearch::SearchResult;
 
 TEST_CASE("several criteria make one answer") {
@@ -45,7 +46,7 @@ TEST_CASE("several criteria make one answer") {
     CAPTURE(c.stop_early);
     std::vector<Criterion> criteria;
     for (const char letter : c.searches) {
-      criteria.push_back({.kind = 2, .search = key.path() + "\\" + letter});
+      criteria.push_back({.kind = SearchKind::kValue, .search = key.path() + "\\" + letter});
     }
     const SearchResult result = engine.Search(criteria, c.mode, c.stop_early);
     CHECK(result.found == c.found);
@@ -63,14 +64,14 @@ TEST_CASE("searches give back what they open") {
   const std::string root = util::ToAnsi(folder.path());
   const std::string value = key.path() + "\\v";
   const std::vector<Criterion> criteria = {
-      {.kind = 0, .search = root + "\\c.exe?2"},
-      {.kind = 0, .search = root + "\\c.exe?2", .lowest = "2", .view64 = true},
-      {.kind = 0, .search = "!" + value + "!\\c.exe"},
-      {.kind = 1, .search = "HKCU\\Software"},
-      {.kind = 2, .search = value},
-      {.kind = 5, .search = key.path()},
-      {.kind = 7, .search = value},
-      {.kind = 9, .search = value, .reference = "=2"},
+      {.kind = SearchKind::kFile, .search = root + "\\c.exe?2"},
+      {.kind = SearchKind::kFile, .search = root + "\\c.exe?2", .lowest = "2", .view64 = true},
+      {.kind = SearchKind::kFile, .search = "!" + value + "!\\c.exe"},
+      {.kind = SearchKind::kSubkeys, .search = "HKCU\\Software"},
+      {.kind = SearchKind::kValue, .search = value},
+      {.kind = SearchKind::kKeyExists, .search = key.path()},
+      {.kind = SearchKind::kValueExists, .search = value},
+      {.kind = SearchKind::kValueCompares, .search = value, .reference = "=2"},
   };
   const SearchEngine engine(nullptr, appsearch::FolderResolver(""));
   // Handles are numbered from the lowest free one, so any that stays open moves the next.
