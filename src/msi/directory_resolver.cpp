@@ -42,7 +42,7 @@ std::wstring DirectoryResolver::ResolveDirectory(const std::wstring& key) {
     TableSnapshot rows(session_.handle(), L"Directory");
     if (!rows.Load({}, {}, (L"`Directory`='" + current + L"'").c_str())) break;
     const TableRow& row = *rows.begin();
-    const std::wstring& parent = row.Get(L"Directory_Parent");
+    const std::wstring parent = row.Get(L"Directory_Parent");
     steps.push_back({current, TargetName(row.Get(L"DefaultDir"))});
     // A folder that is its own parent is a root, by the rules of the table.
     if (parent == current) break;

@@ -21,7 +21,7 @@ bool FileSizeEquals(const std::wstring& path, uint64_t expected) {
 
 bool SetupFileMatches(const msi::TableRow& row, const std::wstring& path) {
   const auto size = static_cast<uint64_t>(util::ParseDecimal<int64_t>(row.Get(L"ExactSize")));
-  const std::wstring& digest = row.Get(L"MD5");
+  const std::wstring digest = row.Get(L"MD5");
   return (size == 0 || FileSizeEquals(path, size)) &&
          (digest.empty() || FileDigestEquals(path, digest));
 }

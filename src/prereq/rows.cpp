@@ -75,7 +75,7 @@ std::wstring FileNameFromUrl(std::wstring_view url) {
 std::wstring DownloadedFileName(const msi::TableRow& row) {
   std::wstring name = FileNameFromUrl(row.Get(L"SetupFileUrl"));
   if (name.find(L'.') != std::wstring::npos) return name;
-  const std::wstring& target = row.Get(L"TargetName");
+  const std::wstring target = row.Get(L"TargetName");
   const size_t mark = target.find(L'?');
   return mark == std::wstring::npos ? name : target.substr(mark + 1);
 }
