@@ -7,7 +7,7 @@
 
 #include "util/ansi_text.h"
 #include "appsearch/installer_folders.h"
-#include "appsearch/registry.h"
+#include "appsearch/registry_values.h"
 #include "util/unique_handle.h"
 
 namespace appsearch {

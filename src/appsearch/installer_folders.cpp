@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "util/ansi_text.h"
-#include "appsearch/registry.h"
+#include "appsearch/registry_values.h"
 #include "util/files.h"
 #include "util/unique_handle.h"
 #include "util/wow64.h"

@@ -4,7 +4,7 @@
 
 #include <optional>
 
-#include "appsearch/registry.h"
+#include "appsearch/registry_values.h"
 #include "appsearch/value_comparison.h"
 
 namespace appsearch {

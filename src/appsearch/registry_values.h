@@ -1,5 +1,5 @@
-#ifndef APPSEARCH_REGISTRY_H_
-#define APPSEARCH_REGISTRY_H_
+#ifndef APPSEARCH_REGISTRY_VALUES_H_
+#define APPSEARCH_REGISTRY_VALUES_H_
 
 #include <windows.h>
 
@@ -39,4 +39,4 @@ std::optional<std::string> ReadValueText(HKEY key, const std::string& name);
 
 }  // namespace appsearch
 
-#endif  // APPSEARCH_REGISTRY_H_
+#endif  // APPSEARCH_REGISTRY_VALUES_H_

@@ -4,8 +4,8 @@
 
 #include "download/module_path.h"
 #include "download/name_query.h"
-#include "download/request.h"
-#include "download/session.h"
+#include "download/open_request.h"
+#include "download/internet_session.h"
 #include "download/transfer.h"
 #include "download/wininet.h"
 
@@ -85,7 +85,7 @@ uint32_t Downloader::ResolveFileName(const std::string& url, std::string* name) 
 bool Downloader::ProbeUrl(const std::string& url) {
   if (LoadWinInet() == nullptr) return false;
   Downloader probe(nullptr, nullptr);
-  Session session(probe.state_.get());
+  InternetSession session(probe.state_.get());
   uint32_t offset = 0;
   uint32_t size = 0;
   return OpenRequest(&session, probe.state_.get(), url, &offset, &size, "HEAD") == NO_ERROR;

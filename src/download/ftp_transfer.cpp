@@ -24,7 +24,7 @@ bool HasModernFunctions() {
   return GetBrowserVersion(&major, &minor) && major >= kModernBrowser;
 }
 
-uint32_t LogIn(Session* session, TransferState* state, const UrlParts& url) {
+uint32_t LogIn(InternetSession* session, TransferState* state, const UrlParts& url) {
   std::string user = url.user;
   std::string password = url.password;
   for (;;) {
@@ -41,7 +41,7 @@ uint32_t LogIn(Session* session, TransferState* state, const UrlParts& url) {
 }
 
 // Asks the server to start the next transfer at `offset`, which becomes 0 when it does not.
-uint32_t RestartAt(Session* session, uint32_t* offset) {
+uint32_t RestartAt(InternetSession* session, uint32_t* offset) {
   const std::string command = "REST " + util::ToDecimalAnsi(*offset);
   if (const uint32_t error = session->SendFtpCommand(command)) return error;
   const std::string& response = session->server_response();
@@ -51,8 +51,8 @@ uint32_t RestartAt(Session* session, uint32_t* offset) {
 
 }  // namespace
 
-uint32_t OpenFtp(Session* session, TransferState* state, const UrlParts& url, uint32_t* offset,
-                 uint32_t* size) {
+uint32_t OpenFtp(InternetSession* session, TransferState* state, const UrlParts& url,
+                 uint32_t* offset, uint32_t* size) {
   // Always from the beginning, on purpose: too many servers take a restart badly. The road of a
   // restart below is complete, and idle because of this line.
   *offset = 0;

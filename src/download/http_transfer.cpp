@@ -38,7 +38,7 @@ std::string RangeHeader(uint32_t offset) {
 // One request, sent until the server's answer is final.
 class HttpRequest {
  public:
-  HttpRequest(Session* session, TransferState* state, uint32_t* offset, uint32_t* size)
+  HttpRequest(InternetSession* session, TransferState* state, uint32_t* offset, uint32_t* size)
       : session_(session), state_(state), offset_(offset), size_(size) {}
 
   uint32_t Open(const char* verb, const UrlParts& url, bool no_auto_redirect);
@@ -50,7 +50,7 @@ class HttpRequest {
   bool IsAskedRange(DWORD length) const;
   bool LogIn(DWORD status);
 
-  Session* session_;
+  InternetSession* session_;
   TransferState* state_;
   uint32_t* offset_;
   uint32_t* size_;
@@ -189,8 +189,8 @@ bool HttpRequest::LogIn(DWORD status) {
 
 }  // namespace
 
-uint32_t OpenHttp(Session* session, TransferState* state, const char* verb, const UrlParts& url,
-                  bool no_auto_redirect, uint32_t* offset, uint32_t* size) {
+uint32_t OpenHttp(InternetSession* session, TransferState* state, const char* verb,
+                  const UrlParts& url, bool no_auto_redirect, uint32_t* offset, uint32_t* size) {
   return HttpRequest(session, state, offset, size).Open(verb, url, no_auto_redirect);
 }
 

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "download/session.h"
+#include "download/internet_session.h"
 #include "download/transfer_state.h"
 #include "download/url.h"
 
@@ -19,7 +19,7 @@ namespace download {
 // which the body starts, 0 when the server sends the whole file. `size` is that of the whole file,
 // 0 when the server does not say; both count modulo 2^32.
 // A status that has no code of its own is not an error: the body is whatever the server sent.
-[[nodiscard]] uint32_t OpenHttp(Session* session, TransferState* state, const char* verb,
+[[nodiscard]] uint32_t OpenHttp(InternetSession* session, TransferState* state, const char* verb,
                                 const UrlParts& url, bool no_auto_redirect, uint32_t* offset,
                                 uint32_t* size);
 

@@ -1,4 +1,4 @@
-#include "download/session.h"
+#include "download/internet_session.h"
 
 #include "download/ftp_functions.h"
 #include "download/module_path.h"
@@ -15,7 +15,8 @@ uint32_t Failure(DWORD error) { return error != NO_ERROR ? error : ERROR_INTERNE
 
 }  // namespace
 
-Session::Session(TransferState* state) : state_(state), link_(new AsyncLink(state)) {
+InternetSession::InternetSession(TransferState* state)
+    : state_(state), link_(new AsyncLink(state)) {
   const bool direct = state->proxy.empty();
   root_.Reset(Internet().InternetOpenA(
       kAgent, direct ? INTERNET_OPEN_TYPE_PRECONFIG : INTERNET_OPEN_TYPE_PROXY,
@@ -23,7 +24,7 @@ Session::Session(TransferState* state) : state_(state), link_(new AsyncLink(stat
   Internet().InternetSetStatusCallbackA(root_.Get(), &AsyncLink::OnStatus);
 }
 
-Session::~Session() {
+InternetSession::~InternetSession() {
   CloseRequest();
   connection_.Reset();
   root_.Reset();
@@ -31,8 +32,8 @@ Session::~Session() {
   if (!link_->Detach(/*wait=*/!stuck_)) PinOwnModule();
 }
 
-uint32_t Session::Connect(const UrlParts& url, const std::string& user, const std::string& password,
-                          DWORD service, DWORD flags) {
+uint32_t InternetSession::Connect(const UrlParts& url, const std::string& user,
+                                  const std::string& password, DWORD service, DWORD flags) {
   CloseRequest();
   connection_.Reset();
   return RunOpening(Operation::kConnect, connection_.Receive(), [&] {
@@ -41,7 +42,7 @@ uint32_t Session::Connect(const UrlParts& url, const std::string& user, const st
   });
 }
 
-uint32_t Session::OpenRequest(const char* verb, const std::string& object, DWORD flags) {
+uint32_t InternetSession::OpenRequest(const char* verb, const std::string& object, DWORD flags) {
   const char* accepted[] = {"*/*", nullptr};
   return RunOpening(Operation::kOpenRequest, &request_, [&] {
     return Internet().HttpOpenRequestA(connection_.Get(), verb, object.c_str(), "HTTP/1.0", "",
@@ -49,7 +50,7 @@ uint32_t Session::OpenRequest(const char* verb, const std::string& object, DWORD
   });
 }
 
-uint32_t Session::Send(const std::string& headers) {
+uint32_t InternetSession::Send(const std::string& headers) {
   link_->Begin(Operation::kSend);
   if (Internet().HttpSendRequestA(request_, OrNull(headers), static_cast<DWORD>(headers.size()),
                                   nullptr, 0)) {
@@ -65,7 +66,7 @@ uint32_t Session::Send(const std::string& headers) {
   return link_->result() != 0 ? NO_ERROR : Failure(link_->error());
 }
 
-uint32_t Session::OpenFtpFile(const std::string& path) {
+uint32_t InternetSession::OpenFtpFile(const std::string& path) {
   const uint32_t error = RunOpening(Operation::kOpenFtpFile, &request_, [&] {
     return Internet().FtpOpenFileA(connection_.Get(), path.c_str(), GENERIC_READ,
                                    FTP_TRANSFER_TYPE_BINARY | INTERNET_FLAG_RELOAD, context());
@@ -74,7 +75,7 @@ uint32_t Session::OpenFtpFile(const std::string& path) {
   return error;
 }
 
-uint32_t Session::FindFtpFileSize(const std::string& path, uint32_t* size) {
+uint32_t InternetSession::FindFtpFileSize(const std::string& path, uint32_t* size) {
   HINTERNET search = nullptr;
   const uint32_t error = RunOpening(Operation::kFindFtpFile, &search, [&] {
     return Internet().FtpFindFirstFileA(connection_.Get(), path.c_str(), &link_->found, 0,
@@ -85,7 +86,7 @@ uint32_t Session::FindFtpFileSize(const std::string& path, uint32_t* size) {
   return error == kCancelled ? error : NO_ERROR;
 }
 
-uint32_t Session::SendFtpCommand(const std::string& command) {
+uint32_t InternetSession::SendFtpCommand(const std::string& command) {
   link_->Begin(Operation::kFtpCommand);
   if (FtpCommand(connection_.Get(), command.c_str(), context())) {
     link_->EndAtOnce();
@@ -101,25 +102,25 @@ uint32_t Session::SendFtpCommand(const std::string& command) {
   return link_->result() != 0 ? NO_ERROR : Failure(link_->error());
 }
 
-uint32_t Session::QueryAvailable(DWORD* count) {
+uint32_t InternetSession::QueryAvailable(DWORD* count) {
   return RunReading(Operation::kQueryAvailable, count, [&] {
     return Internet().InternetQueryDataAvailable(request_, &link_->count, 0, context());
   });
 }
 
-uint32_t Session::Read(DWORD limit, DWORD* count) {
+uint32_t InternetSession::Read(DWORD limit, DWORD* count) {
   const DWORD wanted = limit < AsyncLink::kBufferBytes ? limit : AsyncLink::kBufferBytes;
   return RunReading(Operation::kRead, count, [&] {
     return Internet().InternetReadFile(request_, link_->buffer(), wanted, &link_->count);
   });
 }
 
-void Session::CloseRequest() {
+void InternetSession::CloseRequest() {
   if (request_ != nullptr) CloseAwaited(std::exchange(request_, nullptr));
 }
 
 template <typename Call>
-uint32_t Session::RunOpening(Operation operation, HINTERNET* handle, Call call) {
+uint32_t InternetSession::RunOpening(Operation operation, HINTERNET* handle, Call call) {
   link_->Begin(operation);
   ::SetLastError(NO_ERROR);
   HINTERNET opened = call();
@@ -142,7 +143,7 @@ uint32_t Session::RunOpening(Operation operation, HINTERNET* handle, Call call) 
 }
 
 template <typename Call>
-uint32_t Session::RunReading(Operation operation, DWORD* count, Call call) {
+uint32_t InternetSession::RunReading(Operation operation, DWORD* count, Call call) {
   link_->Begin(operation);
   link_->count = 0;
   if (call()) {
@@ -163,7 +164,7 @@ uint32_t Session::RunReading(Operation operation, DWORD* count, Call call) {
   return NO_ERROR;
 }
 
-uint32_t Session::Await(bool pausable) {
+uint32_t InternetSession::Await(bool pausable) {
   while (!link_->done()) {
     if (state_->IsCancelled()) return kCancelled;
     if (pausable) state_->WaitWhilePaused(&link_->done());
@@ -172,7 +173,7 @@ uint32_t Session::Await(bool pausable) {
   return NO_ERROR;
 }
 
-void Session::CloseAwaited(HINTERNET handle) {
+void InternetSession::CloseAwaited(HINTERNET handle) {
   link_->BeginClosing(handle);
   Internet().InternetCloseHandle(handle);
   stuck_ = !link_->AwaitClosing() || stuck_;

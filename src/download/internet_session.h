@@ -1,5 +1,5 @@
-#ifndef DOWNLOAD_SESSION_H_
-#define DOWNLOAD_SESSION_H_
+#ifndef DOWNLOAD_INTERNET_SESSION_H_
+#define DOWNLOAD_INTERNET_SESSION_H_
 
 #include <windows.h>
 #include <wininet.h>
@@ -18,15 +18,15 @@ namespace download {
 // one request or file. Each operation blocks until it completes or the transfer is cancelled, which
 // it looks for every 10 ms, and answers 0, the library's error or kCancelled; after the last only
 // the destructor may follow. Used on one thread.
-class Session {
+class InternetSession {
  public:
   // A session that the library refuses is not reported here: the operations then fail with the
   // library's own errors.
-  explicit Session(TransferState* state);
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
+  explicit InternetSession(TransferState* state);
+  InternetSession(const InternetSession&) = delete;
+  InternetSession& operator=(const InternetSession&) = delete;
   // Closes request, connection and session, in this order.
-  ~Session();
+  ~InternetSession();
 
   // The new connection takes the place of the one before it.
   [[nodiscard]] uint32_t Connect(const UrlParts& url, const std::string& user,
@@ -73,4 +73,4 @@ class Session {
 
 }  // namespace download
 
-#endif  // DOWNLOAD_SESSION_H_
+#endif  // DOWNLOAD_INTERNET_SESSION_H_

@@ -4,8 +4,8 @@
 
 #include "download/header_fields.h"
 #include "download/http_transfer.h"
-#include "download/request.h"
-#include "download/session.h"
+#include "download/open_request.h"
+#include "download/internet_session.h"
 #include "download/url.h"
 #include "download/wininet.h"
 
@@ -40,7 +40,7 @@ uint32_t QueryName(TransferState* state) {
   UrlParts url;
   if (const uint32_t error = SplitUrl(state->url, &url)) return error;
   if (!IsHttp(url.scheme)) return NO_ERROR;
-  Session session(state);
+  InternetSession session(state);
   const uint32_t error = RetryConnecting(*state, [&] {
     uint32_t offset = 0;
     uint32_t size = 0;

@@ -1,4 +1,4 @@
-#include "download/request.h"
+#include "download/open_request.h"
 
 #include "download/ftp_transfer.h"
 #include "download/http_transfer.h"
@@ -11,7 +11,7 @@ constexpr DWORD kWaitMs = 100;
 
 }  // namespace
 
-uint32_t OpenRequest(Session* session, TransferState* state, const std::string& url,
+uint32_t OpenRequest(InternetSession* session, TransferState* state, const std::string& url,
                      uint32_t* offset, uint32_t* size, const char* verb) {
   UrlParts parts;
   if (const uint32_t error = SplitUrl(url, &parts)) return error;

@@ -1,18 +1,19 @@
-#ifndef DOWNLOAD_REQUEST_H_
-#define DOWNLOAD_REQUEST_H_
+#ifndef DOWNLOAD_OPEN_REQUEST_H_
+#define DOWNLOAD_OPEN_REQUEST_H_
 
 #include <cstdint>
 #include <string>
 
-#include "download/session.h"
+#include "download/internet_session.h"
 #include "download/transfer_state.h"
 
 namespace download {
 
 // Opens what `url` names for reading, as OpenHttp() and OpenFtp() describe; `verb` is for HTTP.
 // ERROR_INTERNET_UNRECOGNIZED_SCHEME for every other scheme.
-[[nodiscard]] uint32_t OpenRequest(Session* session, TransferState* state, const std::string& url,
-                                   uint32_t* offset, uint32_t* size, const char* verb);
+[[nodiscard]] uint32_t OpenRequest(InternetSession* session, TransferState* state,
+                                   const std::string& url, uint32_t* offset, uint32_t* size,
+                                   const char* verb);
 
 // True when a failed attempt is worth another one.
 [[nodiscard]] bool IsWorthAnotherAttempt(uint32_t error);
@@ -34,4 +35,4 @@ template <typename Attempt>
 
 }  // namespace download
 
-#endif  // DOWNLOAD_REQUEST_H_
+#endif  // DOWNLOAD_OPEN_REQUEST_H_

@@ -4,7 +4,7 @@
 
 #include <optional>
 
-#include "download/request.h"
+#include "download/open_request.h"
 #include "download/url.h"
 
 namespace download {

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "download/partial_file.h"
-#include "download/session.h"
+#include "download/internet_session.h"
 #include "download/transfer_state.h"
 
 namespace download {
@@ -35,7 +35,7 @@ class Transfer {
   void SendComplete();
 
   TransferState* state_;
-  Session session_;
+  InternetSession session_;
   PartialFile file_;
   bool is_http_ = false;
   int32_t idle_reconnects_ = 0;  // Since the last byte came.

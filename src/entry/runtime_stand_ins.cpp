@@ -1,7 +1,8 @@
 // Short stand-ins for parts of the run-time library that would drag in its exception, locale and
-// demangler code, more than the library itself. Only the shipped library links them.
+// demangler code, more than the library itself. Linked into Prereq.dll of every build, never into
+// test programs.
 //
-// The library is built without exceptions: nothing in it throws or catches, and one that left an
+// The library ships without exceptions: nothing in it throws or catches, and one that left an
 // export would end the process before anything was undone. What the run-time library would throw
 // ends it here.
 

@@ -1,4 +1,4 @@
-#include "appsearch/registry.h"
+#include "appsearch/registry_values.h"
 
 #include <doctest.h>
 
