@@ -11,7 +11,8 @@ namespace {
 
 constexpr char kTempPrefix[] = "ACS";
 
-// A name that no other file of the temporary folder has; empty on failure.
+// A name of the temporary folder, empty on failure. What the system makes sure is unique is the
+// name without ".exe"; a file of the whole name that is there already is written over.
 std::string ReserveTempName() {
   char name[MAX_PATH];
   if (::GetTempFileNameA(util::ReadTempFolder().c_str(), kTempPrefix, 0, name) == 0) return {};

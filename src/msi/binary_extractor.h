@@ -15,8 +15,9 @@ bool ExtractByQuery(MSIHANDLE database, const std::string& query, const std::str
 // Where programs that a package brings come from. Texts are in the ANSI code page.
 class ProgramSource {
  public:
-  // Writes the program `name` to a fresh temporary file and gives its path; empty on failure. The
-  // source owns the file, and keeps it until it is asked for the next one or ends.
+  // Writes the program `name` to a temporary file, in place of one that should be there already,
+  // and gives its path; empty on failure. The source owns the file, and keeps it until it is asked
+  // for the next one or ends.
   virtual std::string ExtractToTempExe(const std::string& name) = 0;
 
  protected:

@@ -65,6 +65,8 @@ void SendActionDataDone(MSIHANDLE install, const std::wstring& name) {
 
 PromptAnswer PromptUser(MSIHANDLE install, int error_number, int warning_number,
                         bool forbid_error_form, const std::wstring& argument, const TableRow& row) {
+  // The mark is looked at here, beside the two forms that it chooses between. No phase asks for the
+  // error form today: each passes the flag that suppresses it, so mandatory rows get Yes and No.
   const bool mandatory = row.Get(L"Options").find(L'm') != std::wstring::npos;
   const bool as_error = mandatory && !forbid_error_form;
   const int answer = MessageRecord(2)

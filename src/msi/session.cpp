@@ -70,6 +70,10 @@ bool InstallerSession::SetInstallLevel(int level) const {
   return ::MsiSetInstallLevel(install_, level) == ERROR_SUCCESS;
 }
 
+bool InstallerSession::DoAction(const char* name) const {
+  return ::MsiDoActionA(install_, name) == ERROR_SUCCESS;
+}
+
 bool InstallerSession::IsInstalled() const { return !GetProperty(L"Installed").empty(); }
 
 std::wstring FormatText(MSIHANDLE install, const std::wstring& text) {

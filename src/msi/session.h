@@ -18,10 +18,10 @@ class InstallerSession {
   InstallerSession(const InstallerSession&) = delete;
   InstallerSession& operator=(const InstallerSession&) = delete;
 
-  // Virtual, so that a derived session can answer property reads differently.
-  // A property that is not set reads as empty; callers cannot tell it from one set to "".
+  // A property that is not set reads as empty; callers cannot tell it from one set to "". Virtual,
+  // so that a derived session can answer reads differently.
   virtual std::wstring GetProperty(const std::wstring& name) const;
-  // After it on purpose: the first virtual operation is the read.
+  // Declared after the read on purpose, which so comes first among the virtual operations.
   virtual ~InstallerSession() = default;
 
   // True when the value was read; otherwise `value` is left empty. False also when the installer
@@ -52,6 +52,10 @@ class InstallerSession {
 
   bool SetTargetPath(const std::wstring& directory, const std::wstring& path) const;
   bool SetInstallLevel(int level) const;
+
+  // Runs the action `name`, in the ANSI code page, of the package or the installer. True when it
+  // succeeded.
+  bool DoAction(const char* name) const;
 
   // True when the product is installed already: the property "Installed" is not empty.
   bool IsInstalled() const;

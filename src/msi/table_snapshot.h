@@ -60,7 +60,8 @@ class TableSnapshot {
   // Query and Fetch in one, streams read into memory. True when there is at least one row.
   bool Load(Names columns, Names order_columns = {}, const wchar_t* condition = nullptr);
 
-  // All columns of several tables, each joined to the first one by its key column.
+  // All columns of several tables, at least two, each joined to the first one of the list by its
+  // key column. The table of the construction plays no part. Otherwise as Load().
   bool LoadJoined(std::initializer_list<Join> joins);
 
   // Builds and runs the query and reads the column information. No columns means all of them. The
