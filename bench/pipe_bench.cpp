@@ -95,7 +95,7 @@ double MeasureServer() {
   util::PipeChannel channel;
   if (!channel.Open(util::PipeChannel::Side::kServer, Suffix())) return 0;
   const msi::InstallerSession session(0);
-  const prereq::ExtractGroups groups;
+  const std::vector<prereq::ExtractGroup> groups;
   return Measure(&ReportProgress, [&] {
     prereq::ExtractProgressServer server(session, &channel, groups);
     server.Serve();

@@ -1,8 +1,8 @@
 #include "prereq/extract_phase.h"
 
 #include <windows.h>
-#include <msi.h>
-#include <msiquery.h>
+
+#include <vector>
 
 #include "prereq/extract_progress_server.h"
 #include "prereq/rows.h"
@@ -23,24 +23,23 @@ constexpr uint32_t kFirstGroup = 100;  // The group of a row is this and its `Se
 constexpr size_t kOlderFamilyBufferBytes = 264;
 
 // The rows of the result stay those of `rows`.
-ExtractGroups SelectGroups(PrerequisiteManager* manager, const msi::TableSnapshot& rows) {
-  ExtractGroups groups;
+std::vector<ExtractGroup> SelectGroups(const msi::InstallerSession& session,
+                                       const msi::TableSnapshot& rows) {
+  std::vector<ExtractGroup> groups;
   for (const msi::TableRow& row : rows) {
-    if (!IsSelected(manager->session(), row) || RowLocation(row) != kPackedLocation ||
-        util::FileExists(SetupFilePath(manager->session(), row))) {
+    if (!IsSelected(session, row) || RowLocation(row) != kCarriedLocation ||
+        util::FileExists(SetupFilePath(session, row))) {
       continue;
     }
-    manager->progress().Start(1, /*accumulate=*/true);
     const auto sequence = util::ParseDecimal<uint32_t>(row.Get(L"Sequence"));
-    groups.ids.push_back(static_cast<int32_t>(sequence + kFirstGroup));
-    groups.rows.push_back(&row);
+    groups.push_back({static_cast<int32_t>(sequence + kFirstGroup), &row});
   }
   return groups;
 }
 
-std::wstring BuildArguments(const std::vector<int32_t>& ids, const std::wstring& folder) {
+std::wstring BuildArguments(const std::vector<ExtractGroup>& groups, const std::wstring& folder) {
   std::wstring arguments = L"/groupsextract:";
-  for (const int32_t id : ids) arguments += util::ToSignedDecimal(id) + L";";
+  for (const ExtractGroup& group : groups) arguments += util::ToSignedDecimal(group.id) + L";";
   arguments += L" /out:\"" + folder + L"\"";
   return arguments + L" /callbackid:" + util::ToDecimal(::GetCurrentProcessId());
 }
@@ -48,7 +47,7 @@ std::wstring BuildArguments(const std::vector<int32_t>& ids, const std::wstring&
 std::wstring FindSetupExecutable(const msi::InstallerSession& session) {
   std::wstring path = session.GetProperty(kSetupExecutable);
   if (!path.empty()) return path;
-  (void)::MsiDoActionA(session.handle(), kFindExecutableAction);  // The property tells.
+  (void)session.DoAction(kFindExecutableAction);  // The property tells.
   return session.GetProperty(kSetupExecutable);
 }
 
@@ -83,15 +82,17 @@ uint32_t RunExtractPhase(PrerequisiteManager* manager) {
 
   msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
   LoadPrerequisites(&rows);
-  const ExtractGroups groups = SelectGroups(manager, rows);
-  if (groups.ids.empty()) return ERROR_SUCCESS;
-  const std::wstring arguments = BuildArguments(groups.ids, ExtractFolder(session));
+  const std::vector<ExtractGroup> groups = SelectGroups(session, rows);
+  if (groups.empty()) return ERROR_SUCCESS;
+  manager->progress().Start(static_cast<uint32_t>(groups.size()), /*accumulate=*/true);
+  const std::wstring arguments = BuildArguments(groups, ExtractFolder(session));
   const std::wstring executable = FindSetupExecutable(session);
   if (executable.empty() || !StartExtraction(executable, arguments)) return ERROR_SUCCESS;
 
   util::PipeChannel channel;
   const std::string suffix = util::ToDecimalAnsi(::GetCurrentProcessId());
-  (void)channel.Open(util::PipeChannel::Side::kServer, suffix);  // Serving a closed one ends.
+  // Not judged: a channel that is not open ends the serving at its first step.
+  (void)channel.Open(util::PipeChannel::Side::kServer, suffix);
   ExtractProgressServer server(session, &channel, groups);
   server.Serve();
   channel.Close();

@@ -5,13 +5,14 @@
 #include <algorithm>
 
 #include "msi/messages.h"
+#include "prereq/progress_reporter.h"
 #include "prereq/work_folders.h"
 #include "util/text.h"
 
 namespace prereq {
 namespace {
 
-constexpr uint32_t kTotalTicks = 4096;
+constexpr uint32_t kTotalTicks = ProgressReporter::kTotalTicks;
 // The longest step that a progress record can hold.
 constexpr uint32_t kMostTicks = 0x7FFFFFFF;
 
@@ -106,10 +107,10 @@ void ExtractProgressServer::OnGroupStart() {
   int32_t id = 0;
   if (!channel_->ReceiveInteger(&id)) return;
   channel_->Acknowledge();
-  const auto found = std::find(groups_.ids.begin(), groups_.ids.end(), id);
-  if (found == groups_.ids.end()) return;
-  const msi::TableRow* const row = groups_.rows[static_cast<size_t>(found - groups_.ids.begin())];
-  msi::SendActionData(session_.handle(), row->Get(L"DisplayName"));
+  const auto found = std::find_if(groups_.begin(), groups_.end(),
+                                  [id](const ExtractGroup& group) { return group.id == id; });
+  if (found == groups_.end()) return;
+  msi::SendActionData(session_.handle(), found->row->Get(L"DisplayName"));
 }
 
 void ExtractProgressServer::OnFile() {
@@ -128,7 +129,6 @@ void ExtractProgressServer::AnswerUnlessCancelled() {
 
 void ExtractProgressServer::Advance(uint32_t ticks) {
   last_answer_ = msi::SendProgressIncrement(session_.handle(), static_cast<int>(ticks));
-  // Also after the final fill, on purpose: what counts is how far the setup executable came.
   reported_ticks_ = current_ticks_;
 }
 

@@ -15,10 +15,10 @@ namespace prereq {
 // In the package's `Error` table.
 inline constexpr int kOutOfDiskSpaceText = 1601;
 
-// The prerequisites that the setup executable is asked to unpack.
-struct ExtractGroups {
-  std::vector<int32_t> ids;
-  std::vector<const msi::TableRow*> rows;  // Borrowed; the n-th belongs to the n-th id.
+// A prerequisite that the setup executable is asked to unpack.
+struct ExtractGroup {
+  int32_t id;
+  const msi::TableRow* row;  // Borrowed.
 };
 
 // Listens to the setup executable while it unpacks, and tells the installer: progress, names of
@@ -29,7 +29,7 @@ class ExtractProgressServer {
  public:
   // All borrowed. The channel is a server's; one that is not open ends the talk at once.
   ExtractProgressServer(const msi::InstallerSession& session, util::PipeChannel* channel,
-                        const ExtractGroups& groups)
+                        const std::vector<ExtractGroup>& groups)
       : session_(session), channel_(channel), groups_(groups) {}
 
   // Serves the setup executable until it says that it is done, and then fills the bar. There is no
@@ -51,7 +51,7 @@ class ExtractProgressServer {
 
   const msi::InstallerSession& session_;
   util::PipeChannel* channel_;
-  const ExtractGroups& groups_;
+  const std::vector<ExtractGroup>& groups_;
   int64_t total_bytes_ = 0;  // 0 until it is announced.
   uint32_t current_ticks_ = 0;
   uint32_t reported_ticks_ = 0;
