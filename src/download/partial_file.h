@@ -11,14 +11,17 @@
 
 namespace download {
 
-// The bytes that have arrived so far, in a file beside the target under the target's name with
-// ".part" after it. It outlives a transfer that failed or was cancelled. Results are 0 or an error
-// of the system. Used on the worker thread.
+// Comes after the target's name in that of the partial file.
+inline constexpr char kPartialFileEnding[] = ".part";
+
+// The bytes that have arrived so far, in a file beside the target. It outlives a transfer that
+// failed or was cancelled. Results are 0 or an error of the system. Used on the worker thread.
 class PartialFile {
  public:
   PartialFile() = default;
   // Nothing is touched yet. Texts are in the ANSI code page.
-  explicit PartialFile(std::string target) : target_(std::move(target)), path_(target_ + ".part") {}
+  explicit PartialFile(std::string target)
+      : target_(std::move(target)), path_(target_ + kPartialFileEnding) {}
 
   // How much of it an earlier transfer left. 0 without one, for one whose size cannot be told, and
   // for one of 4 GiB or more, which cannot be continued because positions have 32 bits.

@@ -1,5 +1,6 @@
 #include "prereq/cleanup.h"
 
+#include "download/partial_file.h"
 #include "msi/session.h"
 #include "prereq/resume.h"
 #include "prereq/work_folders.h"
@@ -8,8 +9,6 @@
 
 namespace prereq {
 namespace {
-
-constexpr wchar_t kPartialFileEnding[] = L".part";
 
 // A path that steps up again could begin with a work folder and lie outside it. No phase makes one,
 // but the setup executable names the files that it unpacks.
@@ -64,11 +63,12 @@ bool HasFolderPrefix(std::wstring_view path, std::wstring_view folder, bool case
 void CleanupRunner::Run() const {
   const msi::InstallerSession session(install_);
   (void)RemoveResumeRegistration(session.GetProperty(L"ProductCode"));
+  const std::wstring partial_ending = util::ToWide(download::kPartialFileEnding);
   const auto files = util::Split(session.GetProperty(kFilesProperty), kListSeparator);
   const auto folders = util::Split(session.GetProperty(kFoldersProperty), kListSeparator);
   for (const std::wstring& file : files) {
     // A transfer that broke off leaves a partial file beside the recorded name.
-    for (const std::wstring& path : {file, file + kPartialFileEnding}) {
+    for (const std::wstring& path : {file, file + partial_ending}) {
       if (!util::FileExists(path) || StepsUp(path)) continue;
       const std::wstring* const folder = FindWorkFolder(folders, path);
       if (folder != nullptr) RemoveWithEmptyFolders(path, *folder);
