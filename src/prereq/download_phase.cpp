@@ -38,8 +38,7 @@ bool DownloadRow(PrerequisiteManager* manager, const msi::TableRow& row) {
     return false;
   }
   if (util::FileExists(path)) {
-    // One byte: the whole share of the item is granted when it finishes.
-    manager->progress().BeginItem(1);
+    manager->progress().BeginItem();
     manager->progress().FinishItem();
     msi::SendActionDataDone(manager->install(), row.Get(L"DisplayName"));
     return true;

@@ -26,8 +26,7 @@ void ReportFailedLaunch(MSIHANDLE install, const std::wstring& path, DWORD error
 
 void Launch(PrerequisiteManager* manager, const msi::TableRow& row, const std::wstring& path) {
   const std::wstring arguments = msi::FormatText(manager->install(), row.Get(L"ComLine"));
-  // One byte: the whole share of the item is granted when it finishes.
-  manager->progress().BeginItem(1);
+  manager->progress().BeginItem();
   DWORD exit_code = 0;  // Not judged: whether the prerequisite is there, the verify phase tells.
   const bool launched = util::LaunchProgram(path, arguments, &exit_code, /*hidden=*/false);
   const DWORD error = launched ? NO_ERROR : ::GetLastError();

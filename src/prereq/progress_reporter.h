@@ -35,10 +35,12 @@ class ProgressReporter final : public download::DownloadListener {
   bool IsPaused() override { return false; }
   // Shows the text of an error number of the system, the internet library or the downloader.
   void OnError(uint32_t reserved, uint32_t code) override;
+  // Does nothing, and nobody calls it; kept as part of the reporter's table of operations.
   virtual void Ignore(uint32_t first, uint32_t second, uint32_t third);
 
-  // The same operations as a phase that has no transfer names them.
-  void BeginItem(uint32_t expected_bytes) { OnFileInfo(expected_bytes, {}); }
+  // An item without a transfer. It counts as one byte, which never comes: its whole share of the
+  // bar is granted when it finishes.
+  void BeginItem() { OnFileInfo(1, {}); }
   void FinishItem() { OnComplete(1); }
 
   // A second line for the messages of OnError.

@@ -106,11 +106,11 @@ TEST_CASE("the last progress message says whether the user cancelled") {
   reporter.Start(1, true);  // Sends nothing.
   CHECK(reporter.IsCancelled());
   CHECK_FALSE(reporter.IsPaused());
-  reporter.BeginItem(1);
+  reporter.BeginItem();
   reporter.FinishItem();
   CHECK_FALSE(reporter.IsCancelled());
   ui.Answer(INSTALLMESSAGE_PROGRESS, IDCANCEL);
-  reporter.BeginItem(2);
+  reporter.OnFileInfo(2, {});
   reporter.OnProgress(1);
   CHECK(reporter.IsCancelled());
   CHECK(rig.CountLeakedHandles() == 0);
