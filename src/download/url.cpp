@@ -43,6 +43,8 @@ std::string NameFromPath(INTERNET_SCHEME scheme, const std::string& path) {
   }
 }
 
+// For downloads without a name. The names of prerequisites follow another rule, FileNameFromUrl()
+// in prereq/rows.h.
 std::string NameFromUrl(INTERNET_SCHEME scheme, const std::string& path) {
   std::string name = WithoutForbidden(NameFromPath(scheme, path));
   const size_t dot = name.rfind('.');

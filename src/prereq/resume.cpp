@@ -22,7 +22,8 @@ std::wstring InstallerProgram() {
   return util::WithBackslash(path) + L"msiexec.exe";
 }
 
-SYSTEMTIME CurrentTime() {
+// UTC on purpose, though the scheduler reads it as local time; docs/resume.md tells what follows.
+SYSTEMTIME CurrentUniversalTime() {
   SYSTEMTIME time = {};
   ::GetSystemTime(&time);
   return time;
@@ -71,7 +72,7 @@ bool RegisterResumeJob(const std::wstring& product_code, const ResumeCommand& co
       .arguments = command.arguments,
       .account = account,
       .flags = TASK_FLAG_HIDDEN | TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
-      .trigger = {.kind = util::TriggerKind::kAtLogon, .start = CurrentTime()}};
+      .trigger = {.kind = util::TriggerKind::kAtLogon, .start = CurrentUniversalTime()}};
   return util::CreateScheduledJob(job) || WriteRunValue(product_code, command);
 }
 

@@ -90,7 +90,7 @@ std::wstring SetupFilePath(const msi::InstallerSession& session, const msi::Tabl
     case kDownloadedLocation:
       folder = DownloadFolder(session);
       break;
-    case kPackedLocation:
+    case kCarriedLocation:
       folder = session.GetProperty(L"QX_FilesInsideExe").empty() ? FolderOfSetupExecutable(session)
                                                                  : ExtractFolder(session);
       break;

@@ -17,7 +17,7 @@ namespace prereq {
 inline constexpr wchar_t kPrerequisiteTable[] = L"QX_PreRequisite";
 
 // Values of `Location`; every other one means that the row has no setup file.
-inline constexpr int kPackedLocation = 0;
+inline constexpr int kCarriedLocation = 0;  // With the package: beside it or in its executable.
 inline constexpr int kDownloadedLocation = 1;
 
 // Letters of `Options`.
@@ -50,7 +50,8 @@ bool IsMissing(const msi::InstallerSession& session, const msi::TableRow& row);
 bool IsSelected(const msi::InstallerSession& session, const msi::TableRow& row);
 
 // The name on disk of the file behind `url`: what follows its last separator, cut to its last 30
-// characters.
+// characters. Not the rule of download::LocalPath() for a download that is given no name: this
+// library gives each of its downloads this one.
 std::wstring FileNameFromUrl(std::wstring_view url);
 
 // The name on disk of a downloaded row's setup file: from its URL or, when that has no full stop,

@@ -12,6 +12,7 @@ uint32_t RunVerifyPhase(PrerequisiteManager* manager) {
   rows.Load({L"DisplayName", L"Options", L"Languages", L"Feature_", L"MissingCondition"},
             {L"Sequence"});
   for (const msi::TableRow& row : rows) {
+    // Not IsSelected(), on purpose: here the condition comes last, as the one that decides.
     if (!HasOption(row, kPostInstallOption) && LanguageMatches(row.Get(L"Languages")) &&
         RowFeatureQualifies(manager->session(), row) && IsMissing(manager->session(), row) &&
         !AskAboutMissing(*manager, row)) {

@@ -10,8 +10,10 @@ namespace prereq {
 // The row of `ActionText` that announces the phase.
 inline constexpr wchar_t kVerifyAction[] = L"QX_VerifyPrereq";
 
-// Asks about every prerequisite of the pass before the product that is still missing, judged by its
-// `MissingCondition` alone; an empty condition always asks. Answers 0, or 2 at the user's first No.
+// Asks about every prerequisite of the pass before the product that is still missing. Languages and
+// feature select the rows; whether one is missing is judged by its `MissingCondition` alone, not by
+// what its setup answered, and an empty condition always asks. Answers 0, or 2 at the user's first
+// No.
 uint32_t RunVerifyPhase(PrerequisiteManager* manager);
 
 }  // namespace prereq
