@@ -35,6 +35,12 @@ std::string RangeHeader(uint32_t offset) {
   return "Range: bytes=" + util::ToDecimalAnsi(offset) + "-\r\n";
 }
 
+// What a send came to.
+struct Answer {
+  uint32_t result = NO_ERROR;
+  bool ask_for_all = false;  // Again, without a range.
+};
+
 // One request, sent until the server's answer is final.
 class HttpRequest {
  public:
@@ -44,9 +50,10 @@ class HttpRequest {
   uint32_t Open(const char* verb, const UrlParts& url, bool no_auto_redirect);
 
  private:
-  uint32_t SendUntilAnswered(bool* ask_for_all);
-  uint32_t ReadAnswer(DWORD status, uint32_t send_error, bool* ask_for_all);
-  uint32_t TakeWholeFile(DWORD length);
+  Answer SendUntilAnswered();
+  Answer ReadAnswer(DWORD status, uint32_t send_error);
+  void ReadLastModified();
+  bool TakeWholeFile(DWORD length);
   bool IsAskedRange(DWORD length) const;
   bool LogIn(DWORD status);
 
@@ -74,62 +81,52 @@ uint32_t HttpRequest::Open(const char* verb, const UrlParts& url, bool no_auto_r
     headers_ = asked_offset_ != 0 ? RangeHeader(asked_offset_) : std::string();
     if (state_->extra_headers) headers_ += *state_->extra_headers;
     state_->SendConnecting();
-    bool ask_for_all = false;
-    const uint32_t result = SendUntilAnswered(&ask_for_all);
-    if (!ask_for_all) return result;
+    const Answer answer = SendUntilAnswered();
+    if (!answer.ask_for_all) return answer.result;
     *offset_ = 0;
     // A request keeps the range header that it was sent with, so this takes a new one.
     session_->CloseRequest();
   }
 }
 
-uint32_t HttpRequest::SendUntilAnswered(bool* ask_for_all) {
+Answer HttpRequest::SendUntilAnswered() {
   for (;;) {
     const uint32_t send_error = session_->Send(headers_);
-    if (send_error == kCancelled) return kCancelled;
+    if (send_error == kCancelled) return {kCancelled};
     const std::optional<DWORD> status = ReadNumber(session_->request(), HTTP_QUERY_STATUS_CODE);
     if (!status) {
       const DWORD error = ::GetLastError();
       // What went wrong first says more, and decides whether another attempt is worth while.
-      return send_error != NO_ERROR ? send_error : error;
+      return {send_error != NO_ERROR ? send_error : error};
     }
-    const uint32_t result = ReadAnswer(*status, send_error, ask_for_all);
-    const bool mended = IsCertificateError(result)
-                            ? AskAboutCertificate(*state_, session_->request(), result)
-                            : result == kAuthenticationRequired && LogIn(*status);
-    if (!mended) return result;
+    const Answer answer = ReadAnswer(*status, send_error);
+    const bool mended = IsCertificateError(answer.result)
+                            ? AskAboutCertificate(*state_, session_->request(), answer.result)
+                            : answer.result == kAuthenticationRequired && LogIn(*status);
+    if (!mended) return answer;
   }
 }
 
 // The result by status. A failed send has no status, and its error stands.
-uint32_t HttpRequest::ReadAnswer(DWORD status, uint32_t send_error, bool* ask_for_all) {
-  const HINTERNET request = session_->request();
-  const DWORD length = ReadNumber(request, HTTP_QUERY_CONTENT_LENGTH).value_or(0);
-  if (state_->want_last_modified && status != HTTP_STATUS_NOT_MODIFIED) {
-    DWORD size = sizeof(SYSTEMTIME);
-    if (!Internet().HttpQueryInfoA(request, HTTP_QUERY_LAST_MODIFIED | HTTP_QUERY_FLAG_SYSTEMTIME,
-                                   &state_->last_modified, &size, nullptr)) {
-      state_->last_modified = {};
-    }
-  }
+Answer HttpRequest::ReadAnswer(DWORD status, uint32_t send_error) {
+  const DWORD length = ReadNumber(session_->request(), HTTP_QUERY_CONTENT_LENGTH).value_or(0);
+  if (state_->want_last_modified && status != HTTP_STATUS_NOT_MODIFIED) ReadLastModified();
   switch (status) {
     case HTTP_STATUS_OK:
-      return TakeWholeFile(length) != NO_ERROR ? kAlreadyComplete : send_error;
+      return {TakeWholeFile(length) ? send_error : kAlreadyComplete};
     case HTTP_STATUS_PARTIAL_CONTENT:
-      // Another part than the one asked for would spoil the file, and one of unknown extent might.
-      *ask_for_all = asked_offset_ != 0 && !IsAskedRange(length);
       // Not what came in: a login in between has cleared that, but the range was asked for.
       *offset_ = length != 0 ? asked_offset_ : 0;
       *size_ = length != 0 ? length + asked_offset_ : 0;
-      return send_error;
+      // Another part than the one asked for would spoil the file, and one of unknown extent might.
+      return {send_error, /*ask_for_all=*/asked_offset_ != 0 && !IsAskedRange(length)};
     case kRangeNotSatisfiable:
-      // The bytes present are those of another file, or all of this one.
-      *ask_for_all = asked_offset_ != 0;
       *offset_ = 0;
       *size_ = length;
-      return send_error;
+      // The bytes present are those of another file, or all of this one.
+      return {send_error, /*ask_for_all=*/asked_offset_ != 0};
     case HTTP_STATUS_NOT_MODIFIED:
-      return kNotModified;
+      return {kNotModified};
     case HTTP_STATUS_DENIED:
     case HTTP_STATUS_PROXY_AUTH_REQ:
     case HTTP_STATUS_FORBIDDEN:
@@ -137,22 +134,32 @@ uint32_t HttpRequest::ReadAnswer(DWORD status, uint32_t send_error, bool* ask_fo
     case HTTP_STATUS_GONE:
       *offset_ = 0;
       *size_ = 0;
-      if (status == HTTP_STATUS_FORBIDDEN) return kForbidden;
-      return status == HTTP_STATUS_NOT_FOUND || status == HTTP_STATUS_GONE
-                 ? kNotFound
-                 : kAuthenticationRequired;
+      if (status == HTTP_STATUS_FORBIDDEN) return {kForbidden};
+      return {status == HTTP_STATUS_NOT_FOUND || status == HTTP_STATUS_GONE
+                  ? kNotFound
+                  : kAuthenticationRequired};
     default:
       *offset_ = 0;
       *size_ = length;
-      return send_error;
+      return {send_error};
   }
 }
 
-uint32_t HttpRequest::TakeWholeFile(DWORD length) {
+void HttpRequest::ReadLastModified() {
+  DWORD size = sizeof(SYSTEMTIME);
+  if (!Internet().HttpQueryInfoA(session_->request(),
+                                 HTTP_QUERY_LAST_MODIFIED | HTTP_QUERY_FLAG_SYSTEMTIME,
+                                 &state_->last_modified, &size, nullptr)) {
+    state_->last_modified = {};
+  }
+}
+
+// False when it is there already.
+bool HttpRequest::TakeWholeFile(DWORD length) {
   *size_ = length;
-  if (length != 0 && length <= *offset_) return kAlreadyComplete;
+  if (length != 0 && length <= *offset_) return false;
   *offset_ = 0;
-  return NO_ERROR;
+  return true;
 }
 
 bool HttpRequest::IsAskedRange(DWORD length) const {
