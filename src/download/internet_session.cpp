@@ -51,19 +51,10 @@ uint32_t InternetSession::OpenRequest(const char* verb, const std::string& objec
 }
 
 uint32_t InternetSession::Send(const std::string& headers) {
-  link_->Begin(Operation::kSend);
-  if (Internet().HttpSendRequestA(request_, OrNull(headers), static_cast<DWORD>(headers.size()),
-                                  nullptr, 0)) {
-    link_->EndAtOnce();
-    return NO_ERROR;
-  }
-  const DWORD error = ::GetLastError();
-  if (error != ERROR_IO_PENDING) {
-    link_->EndAtOnce();
-    return Failure(error);
-  }
-  if (const uint32_t ended = Await(/*pausable=*/false)) return ended;
-  return link_->result() != 0 ? NO_ERROR : Failure(link_->error());
+  return RunSending(Operation::kSend, [&] {
+    return Internet().HttpSendRequestA(request_, OrNull(headers),
+                                       static_cast<DWORD>(headers.size()), nullptr, 0) != FALSE;
+  });
 }
 
 uint32_t InternetSession::OpenFtpFile(const std::string& path) {
@@ -87,19 +78,12 @@ uint32_t InternetSession::FindFtpFileSize(const std::string& path, uint32_t* siz
 }
 
 uint32_t InternetSession::SendFtpCommand(const std::string& command) {
-  link_->Begin(Operation::kFtpCommand);
-  if (FtpCommand(connection_.Get(), command.c_str(), context())) {
-    link_->EndAtOnce();
-    link_->ReadServerResponse();
-    return NO_ERROR;
-  }
-  const DWORD error = ::GetLastError();
-  if (error != ERROR_IO_PENDING) {
-    link_->EndAtOnce();
-    return Failure(error);
-  }
-  if (const uint32_t ended = Await(/*pausable=*/false)) return ended;
-  return link_->result() != 0 ? NO_ERROR : Failure(link_->error());
+  bool at_once = false;
+  const uint32_t error = RunSending(Operation::kFtpCommand, [&] {
+    return at_once = FtpCommand(connection_.Get(), command.c_str(), context());
+  });
+  if (at_once) link_->ReadServerResponse();  // Else the callback has read it.
+  return error;
 }
 
 uint32_t InternetSession::QueryAvailable(DWORD* count) {
@@ -140,6 +124,22 @@ uint32_t InternetSession::RunOpening(Operation operation, HINTERNET* handle, Cal
   }
   *handle = opened;
   return NO_ERROR;
+}
+
+template <typename Call>
+uint32_t InternetSession::RunSending(Operation operation, Call call) {
+  link_->Begin(operation);
+  if (call()) {
+    link_->EndAtOnce();
+    return NO_ERROR;
+  }
+  const DWORD error = ::GetLastError();
+  if (error != ERROR_IO_PENDING) {
+    link_->EndAtOnce();
+    return Failure(error);
+  }
+  if (const uint32_t ended = Await(/*pausable=*/false)) return ended;
+  return link_->result() != 0 ? NO_ERROR : Failure(link_->error());
 }
 
 template <typename Call>

@@ -57,6 +57,8 @@ class InternetSession {
   template <typename Call>
   uint32_t RunOpening(Operation operation, HINTERNET* handle, Call call);
   template <typename Call>
+  uint32_t RunSending(Operation operation, Call call);
+  template <typename Call>
   uint32_t RunReading(Operation operation, DWORD* count, Call call);
   uint32_t Await(bool pausable);
   void CloseAwaited(HINTERNET handle);
