@@ -17,7 +17,7 @@ namespace download {
 // The asynchronous call that is under way.
 enum class Operation : uint8_t {
   kConnect = 0,
-  kOpenUrl = 1,
+  kOpenUrl = 1,  // Begun by nobody: each scheme is opened by a call of its own.
   kOpenFtpFile = 2,
   kRead = 3,
   kFtpCommand = 4,
@@ -58,6 +58,8 @@ class AsyncLink {
   [[nodiscard]] DWORD error() const { return error_; }
   [[nodiscard]] DWORD_PTR result() const { return result_; }
   [[nodiscard]] const std::string& server_response() const { return server_response_; }
+  // Takes the last response text of a server over, on the thread that talked to it: any other gets
+  // none. What is there stays when there is none. Worker, or callback of an open call.
   void ReadServerResponse();
 
   // Places that the library may write to for as long as a call is under way.
@@ -72,6 +74,7 @@ class AsyncLink {
   // 1000 ms each; false when the call is stuck.
   void BeginClosing(HINTERNET handle);
   bool AwaitClosing() const;
+  // Sets the completion event for whoever else waits for it; no call counts as done by it.
   void SignalCompletion();
 
   // The end of the worker's use: no callback reaches the state or its listener from here on. True

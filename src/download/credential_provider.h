@@ -8,7 +8,8 @@
 namespace download {
 
 // Knows or asks for user names and passwords. Called on the transfer's worker thread; the
-// downloader does not own its provider. The order of the operations is part of the contract.
+// downloader does not own its provider. The operations keep this order, as those of
+// DownloadListener do.
 class CredentialProvider {
  public:
   // Before every attempt to connect, and before the first send of each HTTP request.

@@ -54,7 +54,7 @@ uint32_t RestartAt(InternetSession* session, uint32_t* offset) {
 uint32_t OpenFtp(InternetSession* session, TransferState* state, const UrlParts& url,
                  uint32_t* offset, uint32_t* size) {
   // Always from the beginning, on purpose: too many servers take a restart badly. The road of a
-  // restart below is complete, and idle because of this line.
+  // restart below, up to the last line, is complete, and idle because of this one.
   *offset = 0;
   *size = 0;
   state->SendConnecting();

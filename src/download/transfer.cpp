@@ -44,6 +44,7 @@ uint32_t Transfer::Run() {
   if (state_->listener != nullptr) state_->listener->OnFileInfo(size_, target);
   if (state_->IsCancelled()) return NO_ERROR;
   if (size_ != 0 && size_ == offset) {
+    // Kept, though no server brings a transfer here: opening calls such a file complete already.
     SendComplete();
     return NO_ERROR;
   }

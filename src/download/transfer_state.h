@@ -13,15 +13,6 @@
 
 namespace download {
 
-// Numbers that DownloadListener::OnState gets.
-inline constexpr uint32_t kTransferStarting = 1;
-inline constexpr uint32_t kStepCompleted = 2;
-inline constexpr uint32_t kReadCompleted = 3;
-inline constexpr uint32_t kDialogClosed = 4;
-inline constexpr uint32_t kDialogShown = 5;
-inline constexpr uint32_t kWindowForCertificate = 6;
-inline constexpr uint32_t kWindowForCredentials = 7;
-
 inline constexpr DWORD kPollMs = 10;
 
 // What a downloader, its worker thread and the callbacks of the internet library share. The caller

@@ -13,7 +13,7 @@
 namespace download {
 
 // Tells the listener that the parent window is wanted visible, if it is hidden, and waits until it
-// is or the transfer is cancelled. `state` says what for.
+// is or the transfer is cancelled. `wanted_for` is the number that the listener gets.
 void MakeParentReady(const TransferState& state, uint32_t wanted_for);
 
 // The pair that the provider stores or the user enters. False without a provider and when the user
