@@ -15,6 +15,7 @@
 
 namespace prereq {
 namespace {
+
 constexpr wchar_t kSetupExecutable[] = L"QX_SETUPEXEPATH";
 constexpr char kFindExecutableAction[] = "QX_FindExeLzma";  // The package's own.
 

@@ -169,7 +169,7 @@ void CheckCommandLine(const Context& context, const msi::TableRow& row) {
 // True when the two can have one file: the same address or, beside the package, the same checks.
 bool IsSameFile(const msi::TableRow& a, const msi::TableRow& b) {
   if (prereq::RowLocation(a) != prereq::RowLocation(b)) return false;
-  return (prereq::RowLocation(a) == prereq::kPackedLocation ||
+  return (prereq::RowLocation(a) == prereq::kCarriedLocation ||
           a.Get(L"SetupFileUrl") == b.Get(L"SetupFileUrl")) &&
          a.Get(L"ExactSize") == b.Get(L"ExactSize") && a.Get(L"MD5") == b.Get(L"MD5");
 }

@@ -59,7 +59,7 @@ void CheckPacked(const Context& context) {
   const std::vector<msi::TableRow> rows =
       context.package.Rows(prereq::kPrerequisiteTable, {L"Location"});
   if (std::none_of(rows.begin(), rows.end(), [](const msi::TableRow& row) {
-        return prereq::RowLocation(row) == prereq::kPackedLocation;
+        return prereq::RowLocation(row) == prereq::kCarriedLocation;
       })) {
     return;
   }

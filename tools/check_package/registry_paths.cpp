@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "appsearch/registry.h"
+#include "appsearch/registry_values.h"
 #include "checks.h"
 #include "conditions.h"
 #include "util/text.h"

@@ -2,9 +2,10 @@
 #include <set>
 
 #include "appsearch/app_search_runner.h"
+#include "appsearch/criterion.h"
 #include "appsearch/file_search.h"
 #include "appsearch/folder_resolver.h"
-#include "appsearch/registry.h"
+#include "appsearch/registry_values.h"
 #include "appsearch/value_comparison.h"
 #include "appsearch/version.h"
 #include "checks.h"
@@ -15,6 +16,8 @@
 
 namespace check {
 namespace {
+
+using appsearch::SearchKind;
 
 constexpr Kind kUnknownKind{L"PRE301", Severity::kError};
 constexpr Kind kBadProperty{L"PRE302", Severity::kError};
@@ -40,32 +43,21 @@ constexpr Kind kNoProgram{L"PRE321", Severity::kError};
 constexpr Kind kBadPlatform{L"PRE322", Severity::kWarning};
 constexpr Kind kUnknownReference{L"PRE323", Severity::kWarning};
 
-enum SearchKind {
-  kFile,
-  kSubkeys,
-  kValue,
-  kProduct,
-  kRelated,
-  kKeyExists,
-  kKeyMissing,
-  kValueExists,
-  kValueMissing,
-  kCompare,
-  kProgram,
-  kComponent
-};
-constexpr int kLastKind = kComponent;
-constexpr int kLastBoundedKind = kRelated;
+constexpr SearchKind kLastKind = SearchKind::kComponent;
+constexpr SearchKind kLastBoundedKind = SearchKind::kRelatedProducts;
 
 constexpr wchar_t kHide[] = L"WND_HIDE";
 
 struct Search {
   const msi::TableRow& row;
-  int kind;
+  SearchKind kind;
   std::wstring text;
   std::string narrow;  // The same as the search engine gets it, references in it as they stand.
   bool view64;
 
+  [[nodiscard]] std::wstring Number() const {
+    return util::ToSignedDecimal(static_cast<int32_t>(kind));
+  }
   [[nodiscard]] std::wstring At(std::wstring_view column) const {
     return Cell(appsearch::kSearchTable, row.Get(L"Property") + L"/" + row.Get(L"Order"), column);
   }
@@ -158,14 +150,15 @@ void CheckReferences(const Context& context, const Search& search) {
 
 void CheckRegistry(const Context& context, const Search& search) {
   const std::wstring place = search.At(L"SearchString");
-  const bool is_key =
-      search.kind == kSubkeys || search.kind == kKeyExists || search.kind == kKeyMissing;
+  const bool is_key = search.kind == SearchKind::kSubkeys ||
+                      search.kind == SearchKind::kKeyExists || search.kind == SearchKind::kNoKey;
   const auto value = appsearch::SplitValuePath(search.narrow);
   const bool has_key = value && (is_key || appsearch::SplitValuePath(value->key));
   if (!has_key && !HasReference(search.text)) {
-    const std::wstring always = search.kind == kKeyMissing || search.kind == kValueMissing
-                                    ? L"counts as missing on every machine"
-                                    : L"is never found";
+    const std::wstring always =
+        search.kind == SearchKind::kNoKey || search.kind == SearchKind::kNoValue
+            ? L"counts as missing on every machine"
+            : L"is never found";
     if (is_key) {
       context.report->Add(kNoKey, place,
                           Quoted(search.text) + L" names no key and " + always +
@@ -179,7 +172,8 @@ void CheckRegistry(const Context& context, const Search& search) {
     return;
   }
   CheckRoot(context, place, search.text);
-  if (search.kind == kCompare) CheckComparedValue(context, place, search.text, search.view64);
+  if (search.kind == SearchKind::kValueCompares)
+    CheckComparedValue(context, place, search.text, search.view64);
 }
 
 void CheckCode(const Context& context, const Search& search) {
@@ -208,7 +202,7 @@ void CheckBound(const Context& context, const Search& search, const wchar_t* col
                         Quoted(bound) + L": references are not replaced in this column");
     return;
   }
-  if (search.kind == kProgram) {
+  if (search.kind == SearchKind::kProgram) {
     if (bound == kHide) return;
     context.report->Add(kBoundUnused, place,
                         Quoted(bound) + L" says nothing to a search of kind 10, which knows only " +
@@ -219,10 +213,10 @@ void CheckBound(const Context& context, const Search& search, const wchar_t* col
   const bool is_version = appsearch::ParseVersion(util::ToAnsi(bound), &version);
   if (search.kind > kLastBoundedKind) {
     // A bound of zeros is how a comparison is told to give the value itself.
-    if (search.kind == kCompare && version.IsZero()) return;
-    context.report->Add(kBoundUnused, place,
-                        L"versions do not bound a search of kind " +
-                            util::ToSignedDecimal(search.kind) + L": it finds what it finds");
+    if (search.kind == SearchKind::kValueCompares && version.IsZero()) return;
+    context.report->Add(
+        kBoundUnused, place,
+        L"versions do not bound a search of kind " + search.Number() + L": it finds what it finds");
   } else if (!is_version) {
     context.report->Add(kNoVersion, place,
                         Quoted(bound) +
@@ -252,7 +246,7 @@ void CheckBounds(const Context& context, const Search& search) {
 void CheckRefContent(const Context& context, const Search& search) {
   const std::wstring reference = search.row.Get(L"RefContent");
   const std::wstring place = search.At(L"RefContent");
-  if (search.kind == kProgram) {
+  if (search.kind == SearchKind::kProgram) {
     std::set<std::wstring> programs;
     for (const msi::TableRow& row : context.package.Rows(L"Binary", {L"Name"})) {
       programs.insert(row.Get(L"Name"));
@@ -263,7 +257,7 @@ void CheckRefContent(const Context& context, const Search& search) {
                                              : Quoted(reference) + L" is not in the table Binary") +
                               L", so nothing is run and nothing found");
     }
-  } else if (search.kind == kCompare) {
+  } else if (search.kind == SearchKind::kValueCompares) {
     if (HasReference(reference)) {
       context.report->Add(kNotFormatted, place,
                           Quoted(reference) + L": references are not replaced in this column");
@@ -277,7 +271,7 @@ void CheckRefContent(const Context& context, const Search& search) {
   } else if (!reference.empty()) {
     context.report->Add(kReferenceUnused, place,
                         Quoted(reference) + L" says nothing to a search of kind " +
-                            util::ToSignedDecimal(search.kind) +
+                            search.Number() +
                             L"; only kind 9 (a comparison) and kind 10 (a program) use the column");
   }
 }
@@ -286,32 +280,33 @@ void CheckPlatform(const Context& context, const Search& search) {
   const std::wstring platform = search.row.Get(L"Platform");
   if (platform.empty() || platform == L"0") return;
   const bool has_views =
-      search.kind < kProduct || (search.kind > kRelated && search.kind < kProgram);
+      search.kind < SearchKind::kProduct ||
+      (search.kind > SearchKind::kRelatedProducts && search.kind < SearchKind::kProgram);
   if (platform == L"1" && has_views) return;
-  context.report->Add(kBadPlatform, search.At(L"Platform"),
-                      platform == L"1"
-                          ? L"searches of kind " + util::ToSignedDecimal(search.kind) +
-                                L" know no 64-bit view: the 1 changes nothing"
-                          : Quoted(platform) + L" counts as 0; only 1 searches the 64-bit view");
+  context.report->Add(
+      kBadPlatform, search.At(L"Platform"),
+      platform == L"1"
+          ? L"searches of kind " + search.Number() + L" know no 64-bit view: the 1 changes nothing"
+          : Quoted(platform) + L" counts as 0; only 1 searches the 64-bit view");
 }
 
 void CheckText(const Context& context, const Search& search) {
-  if (search.text.empty() && search.kind != kProgram) {
+  if (search.text.empty() && search.kind != SearchKind::kProgram) {
     context.report->Add(kNothingToSearch, search.At(L"SearchString"),
                         L"it is empty: there is nothing to search for");
     return;
   }
   switch (search.kind) {
-    case kFile:
+    case SearchKind::kFile:
       CheckFile(context, search);
       CheckReferences(context, search);
       break;
-    case kProgram:
+    case SearchKind::kProgram:
       CheckReferences(context, search);
       break;
-    case kProduct:
-    case kRelated:
-    case kComponent:
+    case SearchKind::kProduct:
+    case SearchKind::kRelatedProducts:
+    case SearchKind::kComponent:
       CheckCode(context, search);
       break;
     default:
@@ -332,11 +327,12 @@ void CheckText(const Context& context, const Search& search) {
 void CheckSearches(const Context& context) {
   for (const msi::TableRow& row : context.package.Rows(appsearch::kSearchTable)) {
     const std::wstring text = row.Get(L"SearchString");
-    const Search search = {row, util::ParseDecimal<int32_t>(row.Get(L"Type")), text,
-                           util::ToAnsi(text), row.Get(L"Platform") == L"1"};
+    const Search search = {row,
+                           static_cast<SearchKind>(util::ParseDecimal<int32_t>(row.Get(L"Type"))),
+                           text, util::ToAnsi(text), row.Get(L"Platform") == L"1"};
     CheckProperty(context, search);
     CheckCondition(context, search);
-    if (search.kind < 0 || search.kind > kLastKind) {
+    if (search.kind < SearchKind::kFile || search.kind > kLastKind) {
       context.report->Add(kUnknownKind, search.At(L"Type"),
                           row.Get(L"Type") +
                               L" is no kind of search (0 to 11): nothing is ever "

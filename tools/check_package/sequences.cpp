@@ -84,11 +84,11 @@ Needs ReadNeeds(const Context& context) {
   Needs needs;
   for (const msi::TableRow& row : context.package.Rows(prereq::kPrerequisiteTable)) {
     const int location = prereq::RowLocation(row);
-    if (location != prereq::kDownloadedLocation && location != prereq::kPackedLocation) continue;
+    if (location != prereq::kDownloadedLocation && location != prereq::kCarriedLocation) continue;
     needs.download |= location == prereq::kDownloadedLocation;
-    needs.beside |= location == prereq::kPackedLocation &&
+    needs.beside |= location == prereq::kCarriedLocation &&
                     context.package.DefaultOf(L"QX_FilesInsideExe").empty();
-    needs.extract |= location == prereq::kPackedLocation && SetsFilesInside(context);
+    needs.extract |= location == prereq::kCarriedLocation && SetsFilesInside(context);
     const bool after = prereq::HasOption(row, prereq::kPostInstallOption);
     (after ? needs.after_product : needs.before_product) = true;
     for (const std::wstring& name : PropertiesInCondition(row.Get(L"MissingCondition"))) {

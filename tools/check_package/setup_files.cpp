@@ -268,7 +268,7 @@ void CheckSetupFile(const Context& context, const msi::TableRow& row) {
   const int location = prereq::RowLocation(row);
   if (location == prereq::kDownloadedLocation) {
     CheckDownloaded(context, row);
-  } else if (location == prereq::kPackedLocation) {
+  } else if (location == prereq::kCarriedLocation) {
     if (row.Get(L"Location").empty()) {
       context.report->Add(kEmptyLocation, At(row, L"Location"),
                           L"an empty Location counts as 0: the file travels with the package");
@@ -288,19 +288,22 @@ void CheckSetupFile(const Context& context, const msi::TableRow& row) {
     context.report->Add(kUnchecked, Row(prereq::kPrerequisiteTable, row.Get(L"Prereq")),
                         L"neither ExactSize nor MD5 is given: the file is run unchecked, be it "
                         L"damaged, too short or a server's error page");
-  } else if (location == prereq::kPackedLocation) {
+  } else if (location == prereq::kCarriedLocation) {
     CheckFileBeside(context, row);
   }
 }
 
 std::wstring NameOnDisk(const Context& context, const msi::TableRow& row) {
   const int location = prereq::RowLocation(row);
-  if (location != prereq::kDownloadedLocation && location != prereq::kPackedLocation) return {};
+  if (location != prereq::kDownloadedLocation && location != prereq::kCarriedLocation) return {};
   const std::wstring name = prereq::SetupFileName(row);
   if (name.empty()) return {};
-  return Folded(context.package.session() != nullptr
-                    ? prereq::SetupFilePath(*context.package.session(), row)
-                    : row.Get(L"Location") + L"\\" + name);
+  std::wstring path;
+  if (context.package.session() != nullptr) {
+    path = prereq::SetupFilePath(*context.package.session(), row);
+  }
+  // Empty where the folder is known only in an installation.
+  return Folded(path.empty() ? row.Get(L"Location") + L"\\" + name : path);
 }
 
 }  // namespace check
