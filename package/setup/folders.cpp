@@ -10,11 +10,6 @@ namespace {
 constexpr DWORD kLongestPath = 32768;
 constexpr int kTries = 1000;
 
-bool MakeFolder(const std::wstring& folder) {
-  return (util::IsNtFamily() ? ::CreateDirectoryW(folder.c_str(), nullptr)
-                             : ::CreateDirectoryA(util::ToAnsi(folder).c_str(), nullptr)) != FALSE;
-}
-
 std::wstring TempFolder() {
   if (!util::IsNtFamily()) return util::ToWide(util::ReadTempFolder());
   std::wstring folder(MAX_PATH + 1, L'\0');
@@ -25,26 +20,12 @@ std::wstring TempFolder() {
 
 }  // namespace
 
-DWORD MakeFolders(const std::wstring& folder) {
-  if (MakeFolder(folder)) return ERROR_SUCCESS;
-  DWORD error = ::GetLastError();
-  if (error == ERROR_PATH_NOT_FOUND) {
-    const size_t slash = folder.find_last_not_of(L'\\');
-    const size_t parent = slash == folder.npos ? 0 : folder.rfind(L'\\', slash);
-    if (parent == folder.npos || parent == 0) return error;
-    if (const DWORD above = MakeFolders(folder.substr(0, parent))) return above;
-    if (MakeFolder(folder)) return ERROR_SUCCESS;
-    error = ::GetLastError();
-  }
-  return util::PathExists(folder) && !util::FileExists(folder) ? ERROR_SUCCESS : error;
-}
-
 std::wstring MakeOwnTempFolder() {
   const std::wstring start = TempFolder() + L"Setup-" + util::ToDecimal(::GetCurrentProcessId());
   DWORD number = ::GetTickCount();
   for (int tries = 0; tries < kTries; ++tries, ++number) {
     std::wstring folder = start + L"-" + util::ToDecimal(number);
-    if (MakeFolder(folder)) return folder;
+    if (util::MakeFolder(folder)) return folder;
     if (::GetLastError() != ERROR_ALREADY_EXISTS) break;
   }
   return {};

@@ -1,15 +1,9 @@
 #ifndef SETUP_FOLDERS_H_
 #define SETUP_FOLDERS_H_
 
-#include <windows.h>
-
 #include <string>
 
 namespace setup {
-
-// Makes a folder and those above it that are missing. Answers a system error number, 0 also when it
-// is there already.
-[[nodiscard]] DWORD MakeFolders(const std::wstring& folder);
 
 // Makes a folder below the user's folder for temporary files that was not there before: what others
 // put under a name they guess is never used. Empty, with the reason in GetLastError(), on failure.

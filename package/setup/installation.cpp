@@ -13,12 +13,6 @@ namespace {
 
 constexpr wchar_t kPrerequisitesFolder[] = L"\\Prerequisites";
 
-std::wstring InstallerPath() {
-  char folder[MAX_PATH];
-  const UINT length = ::GetSystemDirectoryA(folder, MAX_PATH);
-  return util::WithBackslash(util::ToWide({folder, length})) + L"msiexec.exe";
-}
-
 // Answers the first file's path, which is the package's, in `package`.
 DWORD UnpackPackage(const Archive& archive, const std::wstring& folder, std::wstring* package) {
   for (const ArchiveEntry& entry : archive.entries()) {
@@ -76,7 +70,7 @@ DWORD RunInstallation(const std::wstring& own_path, std::wstring_view users_argu
   if (error == ERROR_SUCCESS) {
     const std::wstring arguments =
         InstallArguments(package, own_path, folder + kPrerequisitesFolder, users_arguments);
-    error = Run(InstallerPath(), arguments, exit_code);
+    error = Run(util::InstallerProgramPath(), arguments, exit_code);
   }
   if (error != ERROR_SUCCESS) RemovePackage(archive, folder);
   return error;

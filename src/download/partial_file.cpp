@@ -2,28 +2,12 @@
 
 #include "util/ansi_text.h"
 #include "util/files.h"
+#include "util/text.h"
 
 namespace download {
 namespace {
 
 constexpr char kSeparators[] = "\\/";
-
-bool IsFolder(const std::string& path) {
-  const DWORD attributes = ::GetFileAttributesA(path.c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
-uint32_t MakeFolder(const std::string& path) {
-  if (path.empty() || path.back() == ':' || IsFolder(path)) return NO_ERROR;
-  const size_t separator = util::FindLastMark(path, kSeparators);
-  if (separator != std::string::npos) {
-    if (const uint32_t error = MakeFolder(path.substr(0, separator))) return error;
-  }
-  if (::CreateDirectoryA(path.c_str(), nullptr)) return NO_ERROR;
-  const DWORD error = ::GetLastError();
-  // Somebody else may have been faster.
-  return IsFolder(path) ? NO_ERROR : error;
-}
 
 }  // namespace
 
@@ -37,7 +21,9 @@ uint32_t PartialFile::ReadOldSize() const {
 
 uint32_t PartialFile::MakeFolders() const {
   const size_t separator = util::FindLastMark(path_, kSeparators);
-  return separator == std::string::npos ? NO_ERROR : MakeFolder(path_.substr(0, separator));
+  return separator == std::string::npos
+             ? NO_ERROR
+             : util::MakeFolders(util::ToWide(path_.substr(0, separator)));
 }
 
 uint32_t PartialFile::Open(bool go_on) {

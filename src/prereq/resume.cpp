@@ -4,6 +4,7 @@
 #include <mstask.h>
 
 #include "prereq/carried_properties.h"
+#include "util/files.h"
 #include "util/process.h"
 #include "util/registry.h"
 #include "util/scheduler.h"
@@ -13,14 +14,6 @@ namespace prereq {
 namespace {
 
 constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
-
-std::wstring InstallerProgram() {
-  char folder[MAX_PATH];
-  const UINT length = ::GetSystemDirectoryA(folder, MAX_PATH);
-  const std::wstring path =
-      length < MAX_PATH ? util::ToWide(std::string_view(folder, length)) : std::wstring();
-  return util::WithBackslash(path) + L"msiexec.exe";
-}
 
 // UTC on purpose, though the scheduler reads it as local time; docs/resume.md tells what follows.
 SYSTEMTIME CurrentUniversalTime() {
@@ -53,7 +46,7 @@ ResumeCommand BuildResumeCommand(const msi::InstallerSession& session) {
     // The package's setup executable shows an interface of its own.
     command.program = session.GetProperty(L"QX_SETUPEXEPATH");
   } else {
-    command.program = InstallerProgram();
+    command.program = util::InstallerProgramPath();
     if (session.IsInstalled()) package = session.GetProperty(L"ProductCode");
   }
   // No blank before the marker: the closing quote or brace ends the package's token.

@@ -7,11 +7,20 @@ namespace util {
 namespace {
 
 DWORD ReadAttributes(const std::wstring& path) {
+  return IsNtFamily() ? ::GetFileAttributesW(path.c_str())
+                      : ::GetFileAttributesA(ToAnsi(path).c_str());
+}
+
+DWORD ReadAttributesOfFullPath(const std::wstring& path) {
   if (path.empty() || (path.front() != L'\\' && path.find(L':') == std::wstring::npos)) {
     return INVALID_FILE_ATTRIBUTES;
   }
-  return IsNtFamily() ? ::GetFileAttributesW(path.c_str())
-                      : ::GetFileAttributesA(ToAnsi(path).c_str());
+  return ReadAttributes(path);
+}
+
+bool IsFolder(const std::wstring& path) {
+  const DWORD attributes = ReadAttributes(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
 UniqueFile Open(const std::wstring& path, DWORD access, DWORD share, DWORD disposition) {
@@ -24,11 +33,11 @@ UniqueFile Open(const std::wstring& path, DWORD access, DWORD share, DWORD dispo
 }  // namespace
 
 bool PathExists(const std::wstring& path) {
-  return ReadAttributes(path) != INVALID_FILE_ATTRIBUTES;
+  return ReadAttributesOfFullPath(path) != INVALID_FILE_ATTRIBUTES;
 }
 
 bool FileExists(const std::wstring& path) {
-  const DWORD attributes = ReadAttributes(path);
+  const DWORD attributes = ReadAttributesOfFullPath(path);
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
@@ -65,12 +74,37 @@ bool RemoveFolder(const std::wstring& path) {
                        : ::RemoveDirectoryA(ToAnsi(path).c_str())) != FALSE;
 }
 
+bool MakeFolder(const std::wstring& path) {
+  return (IsNtFamily() ? ::CreateDirectoryW(path.c_str(), nullptr)
+                       : ::CreateDirectoryA(ToAnsi(path).c_str(), nullptr)) != FALSE;
+}
+
+DWORD MakeFolders(const std::wstring& path) {
+  if (path.empty() || path.back() == L':' || MakeFolder(path)) return ERROR_SUCCESS;
+  DWORD error = ::GetLastError();
+  const size_t separator = path.find_last_of(L"\\/");
+  if (error == ERROR_PATH_NOT_FOUND && separator != std::wstring::npos) {
+    if (const DWORD above = MakeFolders(path.substr(0, separator))) return above;
+    if (MakeFolder(path)) return ERROR_SUCCESS;
+    error = ::GetLastError();
+  }
+  // It was there, or somebody else has been faster.
+  return IsFolder(path) ? ERROR_SUCCESS : error;
+}
+
 std::string ReadTempFolder() {
   const DWORD needed = ::GetTempPathA(0, nullptr);
   std::string folder(needed + 1, '\0');
   const DWORD length = ::GetTempPathA(needed + 1, folder.data());
   folder.resize(length <= needed ? length : 0);
   return folder;
+}
+
+std::wstring InstallerProgramPath() {
+  char folder[MAX_PATH];
+  const UINT length = ::GetSystemDirectoryA(folder, MAX_PATH);
+  const std::string_view path(folder, length < MAX_PATH ? length : 0);
+  return WithBackslash(ToWide(path)) + L"msiexec.exe";
 }
 
 }  // namespace util

@@ -36,9 +36,19 @@ std::optional<uint64_t> ReadFileSize(const std::wstring& path);
 bool RemoveFile(const std::wstring& path);
 bool RemoveFolder(const std::wstring& path);
 
+// Makes one folder. False, with the reason in GetLastError(), when it cannot, also when it is
+// there.
+bool MakeFolder(const std::wstring& path);
+// Makes a folder and those above it that are missing; either slash separates. Answers a system
+// error number, 0 also when it is there already and for an empty path.
+[[nodiscard]] DWORD MakeFolders(const std::wstring& path);
+
 // The user's folder for temporary files, in the ANSI code page and with a backslash at its end;
 // empty on failure.
 std::string ReadTempFolder();
+
+// Full path of the system's installer program.
+std::wstring InstallerProgramPath();
 
 }  // namespace util
 

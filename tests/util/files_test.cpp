@@ -76,3 +76,32 @@ TEST_CASE("writing replaces what was there, and removing takes one file or one e
   CHECK(util::RemoveFolder(folder / L"sub"));
   CHECK_FALSE(util::PathExists(folder / L"sub"));
 }
+
+TEST_CASE("folders are made with those above them, and one that is there is no error") {
+  const test::TempFolder folder;
+  folder.Write(L"file", "in the way");
+  ::SetCurrentDirectoryW(folder.path().c_str());
+  const struct {
+    std::wstring path;
+    DWORD error;
+  } cases[] = {
+      {folder / L"a\\b\\c", ERROR_SUCCESS},
+      {folder / L"a\\b\\c", ERROR_SUCCESS},
+      {folder / L"a/d\\e/", ERROR_SUCCESS},
+      {L"\\\\?\\" + (folder / L"f\\g"), ERROR_SUCCESS},
+      {L"relative\\h", ERROR_SUCCESS},
+      {L"C:", ERROR_SUCCESS},
+      {L"", ERROR_SUCCESS},
+      {folder / L"file", ERROR_ALREADY_EXISTS},
+      {folder / L"file\\i", ERROR_ALREADY_EXISTS},
+  };
+  for (const auto& [path, error] : cases) {
+    CAPTURE(util::ToAnsi(path));
+    CHECK(util::MakeFolders(path) == error);
+  }
+  ::SetCurrentDirectoryW(L"C:\\");
+  for (const wchar_t* made : {L"a\\b\\c", L"a\\d\\e", L"f\\g", L"relative\\h"}) {
+    CAPTURE(util::ToAnsi(made));
+    CHECK(util::PathExists(folder / made));
+  }
+}
