@@ -49,9 +49,11 @@ bool Move(const std::wstring& from, const std::wstring& to) {
               : ::MoveFileA(util::ToAnsi(from).c_str(), util::ToAnsi(to).c_str())) != FALSE;
 }
 
-DWORD LastError() {
+// What the system says of a failure, or else `fallback`: a failure without a reason must not look
+// like a success.
+DWORD LastErrorOr(DWORD fallback) {
   const DWORD error = ::GetLastError();
-  return error != NO_ERROR ? error : ERROR_WRITE_FAULT;
+  return error != NO_ERROR ? error : fallback;
 }
 
 }  // namespace
@@ -59,7 +61,7 @@ DWORD LastError() {
 DWORD Archive::Open(const std::wstring& path) {
   file_ = util::OpenForReading(path);
   const std::optional<uint64_t> file_bytes = util::ReadFileSize(path);
-  if (!file_ || !file_bytes) return LastError();
+  if (!file_ || !file_bytes) return LastErrorOr(ERROR_READ_FAULT);
   const uint64_t end = EndOfArchive(file_.Get(), *file_bytes);
   char footer_bytes[kFooterBytes];
   if (end < kFooterBytes || !ReadAt(file_.Get(), end - kFooterBytes, footer_bytes, kFooterBytes)) {
@@ -86,12 +88,12 @@ DWORD Archive::Unpack(const ArchiveEntry& entry, const std::wstring& path,
                       UnpackListener* listener) const {
   const std::wstring partial = path + L".part";
   util::UniqueFile target = util::CreateForWriting(partial);
-  if (!target) return LastError();
+  if (!target) return LastErrorOr(ERROR_WRITE_FAULT);
   DWORD error = Inflate(entry, target.Get(), listener);
   target.Reset();
   if (error == ERROR_SUCCESS) {
     (void)util::RemoveFile(path);  // What cannot be removed cannot be moved to.
-    if (!Move(partial, path)) error = LastError();
+    if (!Move(partial, path)) error = LastErrorOr(ERROR_WRITE_FAULT);
   }
   if (error != ERROR_SUCCESS) (void)util::RemoveFile(partial);
   return error;
@@ -127,7 +129,8 @@ DWORD Archive::Inflate(const ArchiveEntry& entry, HANDLE target, UnpackListener*
     crc = crc32(crc, reinterpret_cast<const Bytef*>(unpacked.data()), bytes);
     DWORD done = 0;
     ::SetLastError(NO_ERROR);
-    if (!::WriteFile(target, unpacked.data(), bytes, &done, nullptr)) return LastError();
+    if (!::WriteFile(target, unpacked.data(), bytes, &done, nullptr))
+      return LastErrorOr(ERROR_WRITE_FAULT);
     if (done != bytes) return ERROR_DISK_FULL;
     written += bytes;
     if (listener != nullptr && !listener->OnUnpacked(written)) return ERROR_INSTALL_USEREXIT;
