@@ -32,6 +32,12 @@ check() {
   fi
 }
 
+# show_failures <log of ctest>: of all that the programs said, what tells where and why they failed.
+show_failures() {
+  grep -vE '^(test [0-9]|[0-9]+: Test (command|timeout))' "$1" |
+    grep -E 'ERROR|FATAL|TEST CASE|CHECK|REQUIRE|values:|\*\*\*|logged:|exception' | head -n 120
+}
+
 # run_programs <preset> <ctest option...>: the test programs, a line each with the cases that passed.
 run_programs() {
   local preset=$1 log="$logs/programs-$1.log" line counts
@@ -65,7 +71,7 @@ run_programs() {
     printf '%-34s %3d passed%s%s\n' "$line" "$good" "$([ "$bad" = 0 ] || echo ", $bad FAILED")" \
       "$([ "$skip" = 0 ] || echo ", $skip skipped")$([ "$tries" = 1 ] || echo ", at the second try")"
   done <<<"$counts"
-  if [[ $counts =~ (^|$'\n')[0-9]+\ [1-9] ]]; then grep -vE '^(test [0-9]|[0-9]+: Test (command|timeout))' "$log" | grep -E 'ERROR|FATAL|TEST CASE|CHECK|REQUIRE|values:|\*\*\*|logged:|exception' | head -n 120; fi
+  if [[ $counts =~ (^|$'\n')[0-9]+\ [1-9] ]]; then show_failures "$log"; fi
 }
 
 scripts/setup.sh || give_up "the tools are missing"
