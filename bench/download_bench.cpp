@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "download/downloader.h"
+#include "stopwatch.h"
 #include "util/unique_handle.h"
 
 namespace {
@@ -55,7 +56,7 @@ bool RunSystem(const char* url, const char* file) {
   return SUCCEEDED(::URLDownloadToFileA(nullptr, url, file, 0, nullptr));
 }
 
-double Seconds(const FILETIME& time) {
+double ToSeconds(const FILETIME& time) {
   return (time.dwHighDateTime * 4294967296.0 + time.dwLowDateTime) / 1e7;
 }
 
@@ -65,12 +66,10 @@ int main(int count, char** arguments) {
   if (count != 4) return 2;
   const std::string way = arguments[1];
   ::DeleteFileA(arguments[3]);
-  LARGE_INTEGER frequency, start, end;
-  ::QueryPerformanceFrequency(&frequency);
-  ::QueryPerformanceCounter(&start);
   const auto run = way == "downloader" ? RunDownloader : way == "bare" ? RunBare : RunSystem;
-  if (!run(arguments[2], arguments[3])) return 1;
-  ::QueryPerformanceCounter(&end);
+  bool is_fetched = false;
+  const double seconds = bench::Seconds([&] { is_fetched = run(arguments[2], arguments[3]); });
+  if (!is_fetched) return 1;
 
   FILETIME created, exited, kernel, user;
   ::GetProcessTimes(::GetCurrentProcess(), &created, &exited, &kernel, &user);
@@ -79,10 +78,8 @@ int main(int count, char** arguments) {
   const util::UniqueFile file(::CreateFileA(arguments[3], GENERIC_READ, FILE_SHARE_READ, nullptr,
                                             OPEN_EXISTING, 0, nullptr));
   const double megabytes = ::GetFileSize(file.Get(), nullptr) / 1e6;
-  const double seconds =
-      static_cast<double>(end.QuadPart - start.QuadPart) / static_cast<double>(frequency.QuadPart);
   // MB/s, processor seconds, peak of memory in MB.
-  std::printf("%.1f %.2f %.1f\n", megabytes / seconds, Seconds(kernel) + Seconds(user),
+  std::printf("%.1f %.2f %.1f\n", megabytes / seconds, ToSeconds(kernel) + ToSeconds(user),
               static_cast<double>(memory.PeakPagefileUsage) / 1e6);
   return 0;
 }

@@ -16,6 +16,7 @@
 #include "appsearch/search_engine.h"
 #include "msi/handles.h"
 #include "row.h"
+#include "stopwatch.h"
 #include "util/text.h"
 #include "util/unique_handle.h"
 
@@ -28,16 +29,8 @@ constexpr int kFiles = 20000;
 constexpr int kRows = 1000;
 
 [[noreturn]] void Fail(const char* what) {
-  std::printf("search_bench: %s failed\n", what);
+  std::fprintf(stderr, "search_bench: %s failed\n", what);
   std::exit(1);
-}
-
-double Milliseconds() {
-  LARGE_INTEGER now;
-  LARGE_INTEGER frequency;
-  ::QueryPerformanceCounter(&now);
-  ::QueryPerformanceFrequency(&frequency);
-  return 1000.0 * static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
 }
 
 // Both pieces of work answer a count, which must be the same. `prepare` runs before each, untimed.
@@ -46,14 +39,12 @@ void Compare(const char* name, Prepare prepare, Ours ours, Bare bare) {
   double best_ours = 1e9;
   double best_bare = 1e9;
   for (int round = 0; round < kRounds; ++round) {
+    size_t our_count = 0;
+    size_t bare_count = 0;
     prepare();
-    double start = Milliseconds();
-    const size_t bare_count = bare();
-    best_bare = std::min(best_bare, Milliseconds() - start);
+    best_bare = std::min(best_bare, 1000.0 * bench::Seconds([&] { bare_count = bare(); }));
     prepare();
-    start = Milliseconds();
-    const size_t our_count = ours();
-    best_ours = std::min(best_ours, Milliseconds() - start);
+    best_ours = std::min(best_ours, 1000.0 * bench::Seconds([&] { our_count = ours(); }));
     if (our_count != bare_count) Fail(name);
   }
   bench::PrintRow(name, best_ours, "the same calls, bare", best_bare, "1.25");
