@@ -5,9 +5,9 @@
 #include <optional>
 #include <utility>
 
-#include "util/ansi_text.h"
 #include "appsearch/installer_folders.h"
 #include "appsearch/registry_values.h"
+#include "util/ansi_text.h"
 #include "util/unique_handle.h"
 
 namespace appsearch {

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "util/ansi_text.h"
 #include "appsearch/registry_values.h"
+#include "util/ansi_text.h"
 #include "util/files.h"
 #include "util/unique_handle.h"
 #include "util/wow64.h"

@@ -1,7 +1,6 @@
 #include "download/url.h"
 
 #include "download/wininet.h"
-
 #include "util/ansi_text.h"
 
 namespace download {
