@@ -6,7 +6,9 @@
 #include <memory>
 
 #include "download/recording_listener.h"
+#include "support/download_rig.h"
 #include "support/ftp_server.h"
+#include "support/http_server.h"
 #include "util/md5.h"
 
 using namespace test;

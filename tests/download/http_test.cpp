@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "download/recording_listener.h"
+#include "support/download_rig.h"
+#include "support/http_server.h"
 
 using namespace test;
 using End = HttpReply::End;

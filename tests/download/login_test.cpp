@@ -5,7 +5,9 @@
 
 #include "download/browser_value.h"
 #include "download/recording_listener.h"
+#include "support/download_rig.h"
 #include "support/ftp_server.h"
+#include "support/http_server.h"
 
 using namespace test;
 using Events = std::vector<std::string>;

@@ -1,16 +1,15 @@
 #ifndef TESTS_DOWNLOAD_RECORDING_LISTENER_H_
 #define TESTS_DOWNLOAD_RECORDING_LISTENER_H_
 
+#include <windows.h>
+
 #include <atomic>
-#include <functional>
 #include <string>
 #include <vector>
 
-#include "download/credential_provider.h"
-#include "download/downloader.h"
-#include "support/http_server.h"
-#include "support/temp_folder.h"
-#include "util/text.h"
+#include "download/download_listener.h"
+#include "support/download_rig.h"  // For those who download with it.
+#include "support/socket_server.h"
 
 namespace test {
 
@@ -67,7 +66,7 @@ class RecordingListener final : public download::DownloadListener {
   bool cancel_at_info = false;
   uint32_t cancel_after = ~0u;
   uint32_t pause_after = ~0u;
-  uint32_t received = 0;
+  std::atomic<uint32_t> received{0};  // Written by the worker, read while it runs.
   std::vector<uint32_t> progress_calls;
 
  private:
@@ -75,42 +74,6 @@ class RecordingListener final : public download::DownloadListener {
   std::vector<std::string> events_;
   std::vector<uint32_t> states_;
 };
-
-// A folder to download into, with one target file and its partial file.
-class Target {
- public:
-  explicit Target(std::string name = "setup.exe") : name_(std::move(name)) {}
-
-  [[nodiscard]] std::string folder() const { return util::ToAnsi(folder_.path()); }
-  [[nodiscard]] std::string name() const { return name_; }
-  [[nodiscard]] std::string path() const { return folder() + "\\" + name_; }
-  [[nodiscard]] std::string Content() const { return Read(path()); }
-  [[nodiscard]] std::string Partial() const { return Read(path() + ".part"); }
-  [[nodiscard]] bool Has() const { return Exists(path()); }
-  [[nodiscard]] bool HasPartial() const { return Exists(path() + ".part"); }
-  void Write(std::string_view content) const { folder_.Write(util::ToWide(name_), content); }
-  void WritePartial(std::string_view content) const {
-    folder_.Write(util::ToWide(name_ + ".part"), content);
-  }
-
- private:
-  static std::string Read(const std::string& path) { return ReadWholeFile(util::ToWide(path)); }
-  static bool Exists(const std::string& path) {
-    return ::GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-  }
-
-  TempFolder folder_;
-  std::string name_;
-};
-
-// One download that waits for its end.
-inline uint32_t Download(const std::string& url, const Target& target,
-                         download::DownloadListener* listener = nullptr,
-                         download::CredentialProvider* credentials = nullptr, bool resume = true) {
-  return download::Downloader(target.folder(), listener, credentials)
-      .Start(url, target.name(), nullptr, resume, /*wait=*/true, nullptr,
-             /*want_last_modified=*/false);
-}
 
 }  // namespace test
 

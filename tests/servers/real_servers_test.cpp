@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "download/recording_listener.h"
+#include "support/download_rig.h"
 
 // Against nginx and vsftpd, which scripts/start_servers.sh starts.
 using namespace test;
