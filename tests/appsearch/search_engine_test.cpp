@@ -56,7 +56,7 @@ TEST_CASE("several criteria make one answer") {
   }
 }
 
-TEST_CASE("searches give back what they open") {
+TEST_CASE("searches leave no handle open") {
   const test::TestKey key;
   key.SetText("v", "1.0");
   const test::TempFolder folder;

@@ -7,7 +7,7 @@
 
 #include "support/installed_product.h"
 #include "support/msi_session_rig.h"
-#include "support/own_temp.h"
+#include "support/redirected_temp.h"
 #include "support/scripted_ui.h"
 #include "support/test_key.h"
 #include "support/test_package.h"
@@ -388,7 +388,7 @@ TEST_CASE("installed products, related products and components are found") {
 }
 
 TEST_CASE("a program of the package answers by its exit code and leaves nothing behind") {
-  const test::OwnTemp temp;
+  const test::RedirectedTemp temp;
   ::SetEnvironmentVariableA("PREREQ_WORD", "from environment");
   SearchPackage package;
   package.Execute(

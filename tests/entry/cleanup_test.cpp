@@ -23,14 +23,10 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-struct FindTraits : util::FileHandleTraits {
-  static void Close(Handle handle) { ::FindClose(handle); }
-};
-
 // Everything below the folder, a folder with a backslash at its end, sorted.
 void List(const std::wstring& folder, const std::wstring& prefix, Names* names) {
   WIN32_FIND_DATAW found;
-  const util::UniqueHandle<FindTraits> search(::FindFirstFileW((folder + L"\\*").c_str(), &found));
+  const util::UniqueFind search(::FindFirstFileW((folder + L"\\*").c_str(), &found));
   if (!search) return;
   do {
     const std::wstring name = found.cFileName;
@@ -171,7 +167,7 @@ TEST_CASE("what the clean-up deletes and what it leaves") {
   CHECK(rig.CountLeakedHandles() == 0);
 }
 
-TEST_CASE("ten thousand files") {
+TEST_CASE("ten thousand recorded files and their folders are deleted") {
   const TempFolder root;
   std::vector<std::wstring> files;
   for (int i = 0; i < 10000; ++i) {
@@ -208,7 +204,7 @@ TEST_CASE("the clean-up takes the resume job of its product back") {
   CHECK(test::CallExport("CleanPrereq", 0) == ERROR_SUCCESS);
 }
 
-TEST_CASE("a folder as the beginning of a path") {
+TEST_CASE("a folder is a prefix by its text, A to Z folded on request") {
   struct Row {
     const wchar_t* path;
     const wchar_t* folder;

@@ -320,7 +320,7 @@ TEST_CASE("every message gets its answer and is shown") {
   CHECK(extraction.rig->CountLeakedHandles() == 0);
 }
 
-TEST_CASE("numbers of bytes, honest and made up") {
+TEST_CASE("no number of bytes does more than move the bar, and that never backwards") {
   const struct {
     std::string name;
     Texts texts;

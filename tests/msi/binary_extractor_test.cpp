@@ -5,7 +5,7 @@
 #include <string>
 
 #include "support/msi_session_rig.h"
-#include "support/own_temp.h"
+#include "support/redirected_temp.h"
 #include "support/test_package.h"
 #include "util/text.h"
 
@@ -36,7 +36,7 @@ TEST_CASE("a program comes out of the package whole, and goes with its reader") 
   }
   package.Close();
   MsiSessionRig rig(package);
-  const test::OwnTemp temp;
+  const test::RedirectedTemp temp;
   {
     msi::BinaryExtractor extractor(rig.handle(), kQuery);
     std::wstring last;
@@ -94,7 +94,7 @@ TEST_CASE("a query writes the stream of its first row over what was there") {
 }
 
 TEST_CASE("a reader without a session finds nothing and leaves nothing") {
-  const test::OwnTemp temp;
+  const test::RedirectedTemp temp;
   msi::BinaryExtractor extractor(0, kQuery);
   CHECK(extractor.ExtractToTempExe("p").empty());
   CHECK(temp.Files().empty());

@@ -8,7 +8,7 @@
 #include <functional>
 
 #include "archive_writer.h"
-#include "support/own_temp.h"
+#include "support/redirected_temp.h"
 #include "support/temp_folder.h"
 #include "support/test_package.h"
 #include "util/files.h"
@@ -268,7 +268,7 @@ TEST_CASE("started by a user it installs the package with what that needs") {
   REQUIRE(writer.Begin(test::ProgramFolder() + L"\\setup_stub.exe", program) == ERROR_SUCCESS);
   REQUIRE(writer.Add(0, package.path()) == ERROR_SUCCESS);
   REQUIRE(writer.Finish() == ERROR_SUCCESS);
-  const test::OwnTemp temp;
+  const test::RedirectedTemp temp;
   CHECK(Run(program, L"/qn MINE=\"b c\"").ExitCode() == ERROR_SUCCESS);
   CHECK(Run(program, L"/qn MINE=d").ExitCode() == ERROR_INSTALL_FAILURE);
 

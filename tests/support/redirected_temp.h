@@ -1,5 +1,5 @@
-#ifndef TESTS_SUPPORT_OWN_TEMP_H_
-#define TESTS_SUPPORT_OWN_TEMP_H_
+#ifndef TESTS_SUPPORT_REDIRECTED_TEMP_H_
+#define TESTS_SUPPORT_REDIRECTED_TEMP_H_
 
 #include <windows.h>
 
@@ -12,16 +12,16 @@
 namespace test {
 
 // While it lives, the process has a folder for temporary files of its own.
-class OwnTemp {
+class RedirectedTemp {
  public:
-  OwnTemp() {
+  RedirectedTemp() {
     wchar_t old[MAX_PATH];
     old_.assign(old, ::GetEnvironmentVariableW(L"TMP", old, MAX_PATH));
     ::SetEnvironmentVariableW(L"TMP", folder_.path().c_str());
   }
-  OwnTemp(const OwnTemp&) = delete;
-  OwnTemp& operator=(const OwnTemp&) = delete;
-  ~OwnTemp() { ::SetEnvironmentVariableW(L"TMP", old_.c_str()); }
+  RedirectedTemp(const RedirectedTemp&) = delete;
+  RedirectedTemp& operator=(const RedirectedTemp&) = delete;
+  ~RedirectedTemp() { ::SetEnvironmentVariableW(L"TMP", old_.c_str()); }
 
   // Full paths of what is in it under such names.
   [[nodiscard]] std::set<std::wstring> Files(const std::wstring& pattern = L"*.*") const {
@@ -44,4 +44,4 @@ class OwnTemp {
 
 }  // namespace test
 
-#endif  // TESTS_SUPPORT_OWN_TEMP_H_
+#endif  // TESTS_SUPPORT_REDIRECTED_TEMP_H_

@@ -11,8 +11,8 @@ namespace {
 
 void RemoveTree(const std::wstring& folder) {
   WIN32_FIND_DATAW found;
-  const HANDLE search = ::FindFirstFileW((folder + L"\\*").c_str(), &found);
-  if (search != INVALID_HANDLE_VALUE) {
+  util::UniqueFind search(::FindFirstFileW((folder + L"\\*").c_str(), &found));
+  if (search) {
     do {
       const std::wstring name = found.cFileName;
       if (name == L"." || name == L"..") continue;
@@ -23,8 +23,8 @@ void RemoveTree(const std::wstring& folder) {
       } else {
         ::DeleteFileW(path.c_str());
       }
-    } while (::FindNextFileW(search, &found));
-    ::FindClose(search);
+    } while (::FindNextFileW(search.Get(), &found));
+    search.Reset();  // An open listing keeps the folder.
   }
   ::RemoveDirectoryW(folder.c_str());
 }

@@ -12,7 +12,7 @@ const std::string kBuiltVersion("\xBD\x04\xEF\xFE\x00\x00\x01\x00\x16\x00\x0B\x0
 }  // namespace
 
 std::string VersionedContent(int major, int minor, int build, int revision) {
-  std::string content = ReadWholeFile(ProgramFolder() + L"\\versioned_file.exe");
+  std::string content = ReadWholeFile(ProgramFolder() + L"\\versioned_program.exe");
   const size_t at = content.find(kBuiltVersion);
   REQUIRE(at != content.npos);
   size_t next = at + 8;

@@ -57,7 +57,7 @@ TEST_CASE("texts of every length and content pass both ways whole") {
   CHECK(echoes.back().empty());
 }
 
-TEST_CASE("bytes that are no text") {
+TEST_CASE("an odd byte is dropped, and what is longer than a read is an empty text") {
   const std::string suffix = NewSuffix();
   PipeChannel server;
   REQUIRE(server.Open(Side::kServer, suffix));
