@@ -2,6 +2,7 @@
 
 #include "support/pipe_client.h"
 #include "support/worker.h"
+#include "util/ansi_text.h"
 #include "util/files.h"
 #include "util/text.h"
 
@@ -68,7 +69,7 @@ bool BusySession::Run(const std::string& custom_action, const std::function<UINT
   if (custom_action == "ExtractPrereq") {
     rig_->SetProperty(L"QX_FilesInsideExe", L"1");
     client.emplace([&asked] {
-      const PipeClient pipe(util::ToAnsi(util::ToDecimal(::GetCurrentProcessId())));
+      const PipeClient pipe(util::ToDecimalAnsi(::GetCurrentProcessId()));
       asked = pipe.Ask(L"150994944") == L"OK" && pipe.Ask(L"C:\\x") == L"OK";
       pipe.Say(L"CLOSE");
     });

@@ -10,6 +10,7 @@
 #include "download/recording_listener.h"
 #include "reliability/faulty_server.h"
 #include "reliability/part.h"
+#include "support/download_rig.h"
 #include "support/ftp_server.h"
 
 using test::FaultyServer;

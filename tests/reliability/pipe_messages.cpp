@@ -19,6 +19,7 @@
 #include "support/setup_program.h"
 #include "support/test_package.h"
 #include "support/worker.h"
+#include "util/ansi_text.h"
 #include "util/files.h"
 #include "util/pipe_channel.h"
 #include "util/text.h"
@@ -246,7 +247,7 @@ void CheckTalk(Part* part, Random* random, const MsiSessionRig& rig, const TempF
   rig.SetProperty(L"QX_PREREQFILES", L"");
   rig.SetProperty(L"QX_PREREQDIRS", folder / L"work");
 
-  const std::string suffix = util::ToAnsi(util::ToDecimal(::GetCurrentProcessId()));
+  const std::string suffix = util::ToDecimalAnsi(::GetCurrentProcessId());
   std::atomic<bool> ended = false;
   UINT result = 0;
   {

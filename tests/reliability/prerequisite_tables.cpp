@@ -12,7 +12,7 @@
 #include "reliability/random_table.h"
 #include "support/http_server.h"
 #include "support/msi_session_rig.h"
-#include "support/own_temp.h"
+#include "support/redirected_temp.h"
 #include "support/scripted_ui.h"
 #include "support/setup_program.h"
 #include "support/test_package.h"
@@ -119,7 +119,7 @@ RandomRow MakeRandomRow(Random* random, const HttpServer& server) {
 }
 
 void CheckTable(Part* part, Random* random) {
-  const test::OwnTemp temp;
+  const test::RedirectedTemp temp;
   const TempFolder folder;
   const std::string content = random->Bytes(random->Between(1, 120000));
   HttpServer server([&](const test::HttpRequest& request, size_t) -> test::HttpReply {

@@ -11,7 +11,7 @@
 #include "reliability/part.h"
 #include "reliability/random_table.h"
 #include "support/msi_session_rig.h"
-#include "support/own_temp.h"
+#include "support/redirected_temp.h"
 #include "support/scripted_ui.h"
 #include "support/test_key.h"
 #include "support/test_package.h"
@@ -82,7 +82,7 @@ std::wstring RandomVersion(Random* random) {
 }
 
 void CheckTable(Part* part, Random* random, const std::string& program) {
-  const test::OwnTemp temp;
+  const test::RedirectedTemp temp;
   const TempFolder folder;
   const ForeignFiles foreign(folder, random, {L"a.exe", L"sub\\b.exe", L"sub\\deep\\c.exe"});
   folder.Write(L"good\\good.exe", program);

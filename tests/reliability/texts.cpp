@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "appsearch/folder_resolver.h"
-#include "appsearch/registry.h"
+#include "appsearch/registry_values.h"
 #include "appsearch/value_comparison.h"
 #include "appsearch/version.h"
 #include "download/header_fields.h"
