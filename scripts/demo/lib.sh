@@ -142,7 +142,10 @@ serve_and_build_sample() {
   eval "$(grep -E '^(http|drop|ftp)=' "$servers/ports")"
   package/sample/build.sh build/ship/bin "$sample" "http://127.0.0.1:$http" "http://127.0.0.1:$drop" \
     "ftp://127.0.0.1:$ftp"
-  package/sample/build_setup.sh build/ship/bin "$sample"
+  # Read line by line: on a terminal Wine would paint its own console into ours.
+  package/sample/build_setup.sh build/ship/bin "$sample" | tr -d '\r' | while read -r group name sizes; do
+    step "packed into Setup.exe as group $group: $name, $sizes"
+  done
   mv "$sample/RuntimeSetup.exe" "$sample/DriverSetup.exe" "$servers/www"
   mv "$sample/ExtrasSetup.exe" "$(cat "$servers/ftp_root")"
   step "nginx serves http://127.0.0.1:$http, and http://127.0.0.1:$drop which drops; vsftpd ftp://127.0.0.1:$ftp"
