@@ -2,10 +2,10 @@
 
 #include <wininet.h>
 
+#include "download/internet_session.h"
 #include "download/module_path.h"
 #include "download/name_query.h"
 #include "download/open_request.h"
-#include "download/internet_session.h"
 #include "download/transfer.h"
 #include "download/wininet.h"
 

@@ -4,8 +4,8 @@
 
 #include "download/header_fields.h"
 #include "download/http_transfer.h"
-#include "download/open_request.h"
 #include "download/internet_session.h"
+#include "download/open_request.h"
 #include "download/url.h"
 #include "download/wininet.h"
 

@@ -81,15 +81,16 @@ bool MakeFolder(const std::wstring& path) {
 
 DWORD MakeFolders(const std::wstring& path) {
   if (path.empty() || path.back() == L':' || MakeFolder(path)) return ERROR_SUCCESS;
-  DWORD error = ::GetLastError();
+  const DWORD error = ::GetLastError();
+  // Asked before the error is judged: for a server's share some systems call its parent missing.
+  if (IsFolder(path)) return ERROR_SUCCESS;
   const size_t separator = path.find_last_of(L"\\/");
-  if (error == ERROR_PATH_NOT_FOUND && separator != std::wstring::npos) {
-    if (const DWORD above = MakeFolders(path.substr(0, separator))) return above;
-    if (MakeFolder(path)) return ERROR_SUCCESS;
-    error = ::GetLastError();
-  }
-  // It was there, or somebody else has been faster.
-  return IsFolder(path) ? ERROR_SUCCESS : error;
+  const bool parent_missing = error == ERROR_PATH_NOT_FOUND || error == ERROR_FILE_NOT_FOUND;
+  if (!parent_missing || separator == std::wstring::npos) return error;
+  if (const DWORD above = MakeFolders(path.substr(0, separator))) return above;
+  if (MakeFolder(path)) return ERROR_SUCCESS;
+  const DWORD last_error = ::GetLastError();
+  return IsFolder(path) ? ERROR_SUCCESS : last_error;  // Somebody else may have been faster.
 }
 
 std::string ReadTempFolder() {

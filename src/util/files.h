@@ -40,7 +40,7 @@ bool RemoveFolder(const std::wstring& path);
 // there.
 bool MakeFolder(const std::wstring& path);
 // Makes a folder and those above it that are missing; either slash separates. Answers a system
-// error number, 0 also when it is there already and for an empty path.
+// error number, 0 also when it is there already and for an empty path or a bare drive.
 [[nodiscard]] DWORD MakeFolders(const std::wstring& path);
 
 // The user's folder for temporary files, in the ANSI code page and with a backslash at its end;

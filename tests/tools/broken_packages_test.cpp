@@ -275,6 +275,7 @@ TEST_CASE("searches can find something") {
       {SetSearch(L"TOOLS", L"SearchString", L"'C:\\Mak*\\a.exe'"), L"PRE309", L"*"},
       {SetSearch(L"TOOLS", L"SearchString", L"'C:\\Maker\\a.exe?all'"), L"PRE310", L"\"?all\""},
       {SetSearch(L"TOOLS", L"SearchString", L"'a*.exe?1'"), L"", L""},
+      {SetSearch(L"TOOLS", L"SearchString", L"'C:\\Maker\\a.exe? +2'"), L"", L""},
       {AddSearch(registry, L"'A',5,'HKLM'"), L"PRE311", L"never found"},
       {AddSearch(registry, L"'A',5,'[KEY]'"), L"", L""},
       {SetSearch(L"NO_KEY", L"SearchString", L"'Maker'"), L"PRE311", L"missing on every machine"},

@@ -114,7 +114,8 @@ void CheckFile(const Context& context, const Search& search) {
   const std::wstring place = search.At(L"SearchString");
   if (depth != util::kNoMark) {
     const std::string levels = search.narrow.substr(depth + 1);
-    if (levels.empty() || levels.find_first_not_of("0123456789[]") == 0) {
+    const size_t digits = levels.find_first_not_of(" +");
+    if (digits == levels.npos || levels.find_first_not_of("0123456789[]", digits) == digits) {
       context.report->Add(kBadDepth, place,
                           Quoted(L"?" + util::ToWide(levels)) +
                               L" names no number of folder levels: only the folder itself is "
