@@ -6,6 +6,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 trap 'scripts/wine.sh --stop' EXIT
+trap 'echo "bench: FAILED, a benchmark did not come to its end"' ERR
 scripts/setup.sh
 cmake --preset ship >/dev/null
 cmake --build --preset ship >/dev/null

@@ -59,8 +59,9 @@ sub check_command {
     -x $script && -f $script or return complain("$doc: no such command: $program");
     my $source = slurp($script);
     for my $option (grep { /^--/ } @words) {
-      complain("$doc: $program does not know $option") unless index($source, $option) >= 0;
+      complain("$doc: $program does not know $option") unless $source =~ /(?<![\w-])\Q$option\E(?![\w-])/;
     }
+    -e or complain("$doc: no such path: $_") for grep { m{^build/ship/bin/} } @words;
   } else {
     complain("$doc: no such program: $program") unless grep { -x "$_/$program" } split /:/, $ENV{PATH};
     my $presets = slurp('CMakePresets.json');
@@ -126,6 +127,10 @@ my @exports = slurp('src/entry/prereq.def') =~ /^  (\w+)/mg;
 my @actions = (idt('CustomAction'))[3 .. (() = idt('CustomAction')) - 1];
 same('export', 'the module definition', \@exports, 'the README',
   [map { codes($_->[0]) } rows(section('README.md', 'Exports'))]);
+same('export of an action', 'the kit', [map { "$_->[3] $_->[0]" } @actions], 'the README', [map {
+  my ($export) = codes($_->[0]);
+  map { "$export $_" } codes($_->[2]);
+} grep { $_->[0] =~ /`/ } rows(section('README.md', 'Exports'))]);
 same('action', 'the kit', [map { "$_->[0] $_->[3]" } @actions], $guide,
   [map { join ' ', codes("$_->[0] $_->[1]") } grep { $_->[0] =~ /`/ } rows(section($guide, 'The actions'))]);
 

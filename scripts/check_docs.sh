@@ -32,10 +32,10 @@ make_product() {
   table Property 'Property|Value' 's72|l0' Property 'ProductName|My Product'
   table Feature 'Feature|Level' 's38|i2' Feature 'Product|1'
   table CustomAction 'Action|Type|Source|Target|ExtendedType' 's72|i2|S72|S255|I4' Action 'Mine|51|MINE|1|'
-  table Error 'Error|Message' 'i2|L0' Error '1601|My own text' '1602|Mine'
-  table ActionText 'Action|Description|Template' 's72|L0|L0' Action 'AppSearch|Mine|Mine'
+  table Error 'Error|Message' 'i2|L0' Error '1601|My own text for [2] [3] [4]' '1602|Mine'
+  table ActionText 'Action|Description|Template' 's72|L0|L0' Action 'AppSearch|Mine|Mine [1] [2]'
   table InstallUISequence "$sequence" 's72|S255|I2' Action 'CostFinalize||1000' 'ExecuteAction||1300'
-  table InstallExecuteSequence "$sequence" 's72|S255|I2' Action 'InstallFinalize||6600'
+  table InstallExecuteSequence "$sequence" 's72|S255|I2' Action 'CostFinalize||1000' 'InstallFinalize||6600'
   msibuild "$1" -s 'My Product' 'My Company' ';1033' '{0B1F7C52-6A3D-4E19-9C84-2D5E8F7A1B36}'
   msibuild "$1" -i "$scratch"/tables/*.idt
 }
@@ -51,6 +51,8 @@ check_product() {
     done < <(tail -n +4 "package/tables/$name.idt")
   done
   grep -q '^1601.My own text' "$scratch/Error.idt" || complain "the package's own row did not win"
+  timeout 60 scripts/wine.sh build/ship/bin/check_package.exe /strict "Z:${1//\//\\}" >"$scratch/findings" ||
+    { cat "$scratch/findings" >&2; complain "the package of the steps is not as it should be"; }
   for name in QX_PreRequisite QX_AppSearchEx; do
     [ "$(msiinfo export "$1" "$name" | wc -l)" = 4 ] || complain "$name has no row"
   done

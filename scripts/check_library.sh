@@ -28,5 +28,8 @@ grep -q NX_COMPAT <<<"$headers" || complain "NX_COMPAT is not set"
 dump -h | grep '\.rsrc' >/dev/null || complain "the version resource is missing"
 dump -t | grep 'no symbols' >/dev/null || complain "the file is not stripped"
 
+# It travels inside every package.
+[ "$(stat -c %s "$library")" -le $((180 << 10)) ] || complain "larger than 180 KiB"
+
 echo "Prereq.dll: $(stat -c %s "$library") bytes, $(wc -w <<<"$found") exports"
 exit $bad

@@ -3,8 +3,7 @@
 #   build.sh <folder of the built programs> <output folder> [http address [dropping address [ftp address]]]
 # The addresses are where the downloaded setups are served from, without a slash at their end.
 # The output folder then holds sample.msi with the setup programs that lie beside it, and codec.msi, the
-# package of a prerequisite. Needs msibuild
-# (package msitools) and gcab.
+# package of a prerequisite. Needs msibuild (package msitools) and gcab.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 kit=$here/..

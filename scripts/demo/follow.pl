@@ -49,6 +49,7 @@ my %downloaded_before = map { basename($_) => 1 } files_in($download_folder);
 
 my $removing = $logs[0] =~ /remove\.log$/;
 my $action = '';
+my %property;    # As the log lists them at its end.
 my %named;
 
 my $terminal = -t STDOUT;
@@ -111,6 +112,8 @@ sub installer_line {
     end_of_action($2) if $1 eq $action;
   } elsif ($line =~ /^(?:Warning|Error) (\d+)\.(.*)/) {
     say_step("prompt $1: $2");
+  } elsif ($line =~ /^Property\(.\): (\w+) = (.*)/) {
+    $property{$1} = $2;
   } elsif ($line =~ /^Failed to launch/) {
     say_step($line);
   } elsif ($action =~ /^QX_(Install|Download|Extract)/ && grep { $_->{DisplayName} eq $line } @rows) {
@@ -125,7 +128,7 @@ sub installer_line {
   } elsif ($action =~ /Search/ && $line =~ /^Property: (.*)/) {
     say_step("looking for $1");
   } elsif ($removing) {
-    say_step("   file removed: $1") if $line =~ /^File: (.*?), Directory: \S+$/;
+    say_step("   file removed: $1") if $line =~ /^File: (.*?), Directory: \S+$/ && !$named{$1}++;
   } elsif ($line =~ /^File: (.*?),\s+Directory: \S+\s+Size: (\d+)/) {
     say_step("   file installed: $1, $2 bytes");
   } elsif ($line =~ /^1: (\{[0-9A-F-]+\})\s*$/) {
@@ -166,8 +169,13 @@ my $told_time = 0;
 # The size that the package expects of a setup file, by its name on disk.
 my %expected = map { ($_->{TargetName} || $_->{SetupFileUrl} =~ s{.*/}{}r) => $_->{ExactSize} || 0 } @rows;
 
+my %arrived = %downloaded_before;
+
 sub watch_files {
   my $now = time;
+  for (grep { !/\.part$/ && -f } files_in($download_folder)) {
+    say_step("   arrived: " . basename($_) . ', ' . (-s) . ' bytes') unless $arrived{ basename($_) }++;
+  }
   return if $now - $told_time < ($terminal ? 0.1 : 0.4);
   # Not by glob: the folder is named by a product code, and braces mean something else there.
   my @growing = map { [downloading => $_] } grep { /\.part$/ } files_in($download_folder);
@@ -195,3 +203,5 @@ until ($stopping) {
   sleep 0.02;
 }
 read_log(1);
+my @found = map { "$_ = $property{$_}" } grep { /^SAMPLE_/ } sort keys %property;
+say_step('in the end the properties are ' . join ', ', @found) if @found;

@@ -101,6 +101,7 @@ verdict() {
 with_progress() {
   local text=$1 output=build/demo-progress.log pid line told=$SECONDS
   shift
+  : >"$output"
   "$@" >"$output" 2>&1 &
   pid=$!
   while kill -0 "$pid" 2>/dev/null; do
@@ -119,6 +120,7 @@ with_progress() {
     echo "demo: $text failed"
     exit 1
   fi
+  grep '^setup: ' "$output" | while read -r line; do step "$line"; done || true
   step "$text: done"
 }
 
@@ -170,8 +172,6 @@ product_registered() {
 
 setup_called() { grep -aqE "$1" "$setups_log"; }
 setups_run() { if [ -e "$setups_log" ]; then grep -c 'called with' "$setups_log"; else echo 0; fi; }
-# The properties that the searches set, as the installer's log lists them at its end.
-found() { grep -aE '^Property\(.\): SAMPLE_[A-Z]+ = ' "$log" | sed 's/^[^:]*: //' | tr -d '\r' | sort -u | tr '\n' ';'; }
 logged() { grep -aqE "$1" "$log"; }
 
 # A sample setup's registry value and program.
@@ -273,7 +273,7 @@ start_user() {
 
 stop_user() {
   [ -n "$user" ] || return 0
-  wait "$user" || step "the user waited in vain"
+  wait "$user" || check "the user found the buttons to press" false
   user=""
 }
 
@@ -288,7 +288,8 @@ install_sample() {
   run_sample "${@:2}" || exit_code=$?
   stop_user
   stop_following
-  step "$2 ended with exit code $exit_code"
+  # The shell keeps eight bits of it.
+  step "$2 ended with exit code $([ "$exit_code" = 67 ] && echo 1603 || echo "$exit_code")"
 }
 
 # wait_until <seconds> <command...>
