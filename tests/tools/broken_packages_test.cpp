@@ -186,6 +186,8 @@ TEST_CASE("rows of prerequisites can be selected") {
       {Set(L"Runtime", L"MissingCondition", L"'1'"), L"PRE212", L"always true"},
       {Set(L"Runtime", L"MissingCondition", L"'NOT RUNTlME'"), L"PRE213", L"\"RUNTlME\""},
       {Set(L"Runtime", L"MissingCondition", L"'RUNTIME'"), L"PRE214", L"is a NOT missing"},
+      {Set(L"Runtime", L"MissingCondition", L"'RUNTIME AND (&Main=3)'"), L"", L""},
+      {Set(L"Runtime", L"MissingCondition", L"'RUNTIME AND %PATHEXT'"), L"", L""},
       {Set(L"Runtime", L"MissingCondition", L"'NO_KEY'"), L"PRE217", L"\"NO_KEY\""},
       // The same property from a search for what is there.
       {AddSearch(L"`Property`,`Type`,`SearchString`", L"'NO_KEY',5,'HKCU\\Software\\Maker'") +

@@ -70,6 +70,11 @@ std::vector<std::wstring> PropertiesInCondition(std::wstring_view condition) {
 
 bool IsConstant(std::wstring_view condition) { return NamesIn(condition).empty(); }
 
+bool NamesMoreThanProperties(std::wstring_view condition) {
+  const std::vector<Name> names = NamesIn(condition);
+  return std::any_of(names.begin(), names.end(), [](const Name& name) { return name.mark != 0; });
+}
+
 std::vector<std::wstring> PropertiesInText(std::wstring_view text) {
   std::vector<std::wstring> properties;
   for (size_t open = text.find(L'['); open != text.npos; open = text.find(L'[', open + 1)) {

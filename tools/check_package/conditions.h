@@ -15,6 +15,9 @@ std::vector<std::wstring> PropertiesInCondition(std::wstring_view condition);
 // component.
 bool IsConstant(std::wstring_view condition);
 
+// True when the condition names anything besides properties: a variable, a feature or a component.
+bool NamesMoreThanProperties(std::wstring_view condition);
+
 // The properties that a text for the installer to format names: "[NAME]".
 std::vector<std::wstring> PropertiesInText(std::wstring_view text);
 

@@ -26,8 +26,8 @@ constexpr Kind kAlwaysMissing{L"PRE212", Severity::kWarning};
 constexpr Kind kNobodySets{L"PRE213", Severity::kWarning};
 constexpr Kind kPresentWhenNotFound{L"PRE214", Severity::kWarning};
 constexpr Kind kUnknownReference{L"PRE215", Severity::kWarning};
-constexpr Kind kStaysMissing{L"PRE217", Severity::kWarning};
 constexpr Kind kSameNameOnDisk{L"PRE216", Severity::kError};
+constexpr Kind kStaysMissing{L"PRE217", Severity::kWarning};
 
 constexpr uint32_t kFirstLanguageOfCountry = 0x400;
 constexpr uint32_t kLastLanguage = 0xFFFF;
@@ -92,12 +92,13 @@ void CheckFeature(const Context& context, const std::map<std::wstring, std::wstr
   }
 }
 
-// Conditions that only name what is set when a search finds something.
+// Conditions that name nothing but what is set when a search finds something.
 bool DependsOnFindings(const Context& context, const std::wstring& condition) {
   const std::vector<std::wstring> names = PropertiesInCondition(condition);
-  return !names.empty() && std::all_of(names.begin(), names.end(), [&](const std::wstring& name) {
-    return context.properties.IsFoundBySearch(name);
-  });
+  return !names.empty() && !NamesMoreThanProperties(condition) &&
+         std::all_of(names.begin(), names.end(), [&](const std::wstring& name) {
+           return context.properties.IsFoundBySearch(name);
+         });
 }
 
 void CheckCondition(const Context& context, const msi::TableRow& row) {

@@ -23,7 +23,6 @@ constexpr Kind kBadCondition{L"PRE510", Severity::kError};
 constexpr Kind kAskedTwice{L"PRE511", Severity::kWarning};
 constexpr Kind kNotWhenSilent{L"PRE512", Severity::kWarning};
 constexpr Kind kNotWithInterface{L"PRE513", Severity::kError};
-
 constexpr Kind kProductNotInstalled{L"PRE514", Severity::kError};
 
 constexpr int kSilent = 2;
