@@ -185,6 +185,12 @@ TEST_CASE("rows of prerequisites can be selected") {
       {Set(L"Runtime", L"MissingCondition", L"'1=0'"), L"PRE211", L"always false"},
       {Set(L"Runtime", L"MissingCondition", L"'1'"), L"PRE212", L"always true"},
       {Set(L"Runtime", L"MissingCondition", L"'NOT RUNTlME'"), L"PRE213", L"\"RUNTlME\""},
+      // What the installer sets, on some systems or in some installations only.
+      {Set(L"Runtime", L"MissingCondition",
+           L"'MsiNetAssemblySupport OR MsiWin32AssemblySupport OR TTCSupport OR ShellAdvtSupport "
+           L"OR OLEAdvtSupport OR RedirectedDllSupport OR MSINEWINSTANCE OR Alpha OR "
+           L"CommonFiles64Folder OR NOT RUNTIME'"),
+       L"", L""},
       {Set(L"Runtime", L"MissingCondition", L"'RUNTIME'"), L"PRE214", L"is a NOT missing"},
       {Set(L"Runtime", L"MissingCondition", L"'RUNTIME AND (&Main=3)'"), L"", L""},
       {Set(L"Runtime", L"MissingCondition", L"'RUNTIME AND %PATHEXT'"), L"", L""},
