@@ -185,6 +185,12 @@ TEST_CASE("rows of prerequisites can be selected") {
       {Set(L"Runtime", L"MissingCondition", L"'1=0'"), L"PRE211", L"always false"},
       {Set(L"Runtime", L"MissingCondition", L"'1'"), L"PRE212", L"always true"},
       {Set(L"Runtime", L"MissingCondition", L"'NOT RUNTlME'"), L"PRE213", L"\"RUNTlME\""},
+      {Set(L"Runtime", L"MissingCondition", L"'NOT RUNTIME OR NetVersion'"), L"PRE213",
+       L"capitals included?"},
+      // A command line can give these.
+      {Set(L"Runtime", L"MissingCondition", L"'NOT RUNTIME OR FORCE_ALL OR NEW'"), L"", L""},
+      {Set(L"Runtime", L"MissingCondition", L"'NOT RUTNIME'"), L"PRE213",
+       L"no command line sets it, it is always empty; is \"RUNTIME\" meant?"},
       // What the installer sets, on some systems or in some installations only.
       {Set(L"Runtime", L"MissingCondition",
            L"'MsiNetAssemblySupport OR MsiWin32AssemblySupport OR TTCSupport OR ShellAdvtSupport "
@@ -278,6 +284,7 @@ TEST_CASE("searches can find something") {
       {SetSearch(L"TOOLS", L"Condition", L"'VersionNT >'"), L"PRE304", L"is made always"},
       {SetSearch(L"TOOLS", L"Condition", L"'0'"), L"PRE305", L"never made"},
       {SetSearch(L"TOOLS", L"Condition", L"'NOT RUNTIM'"), L"PRE306", L"\"RUNTIM\""},
+      {SetSearch(L"TOOLS", L"Condition", L"'NOT FORCE_ALL'"), L"", L""},
       {SetSearch(L"RUNTIME", L"SearchString", L"''"), L"PRE307", L"RUNTIME/1"},
       {SetSearch(L"TOOLS", L"SearchString", L"'C:\\Maker\\?1'"), L"PRE308", L"ends in a folder"},
       {SetSearch(L"TOOLS", L"SearchString", L"'C:\\Mak*\\a.exe'"), L"PRE309", L"*"},

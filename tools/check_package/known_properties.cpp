@@ -2,232 +2,60 @@
 
 #include <algorithm>
 #include <iterator>
+#include <numeric>
 
 #include "appsearch/app_search_runner.h"
 #include "custom_actions.h"
+#include "prereq/carried_properties.h"
+#include "report.h"
 #include "util/text.h"
 
 namespace check {
 namespace {
 
-// What the installer sets itself or takes from a command line, when it does not always.
-constexpr const wchar_t* kInstallers[] = {L"ACTION",
-                                          L"ADDDEFAULT",
-                                          L"ADDLOCAL",
-                                          L"ADDSOURCE",
-                                          L"AdminProperties",
-                                          L"AdminToolsFolder",
-                                          L"AdminUser",
-                                          L"ADVERTISE",
-                                          L"AFTERREBOOT",
-                                          L"ALLUSERS",
-                                          L"Alpha",
-                                          L"AppDataFolder",
-                                          L"ARPAUTHORIZEDCDFPREFIX",
-                                          L"ARPCOMMENTS",
-                                          L"ARPCONTACT",
-                                          L"ARPHELPLINK",
-                                          L"ARPHELPTELEPHONE",
-                                          L"ARPINSTALLLOCATION",
-                                          L"ARPNOMODIFY",
-                                          L"ARPNOREMOVE",
-                                          L"ARPNOREPAIR",
-                                          L"ARPPRODUCTICON",
-                                          L"ARPREADME",
-                                          L"ARPSIZE",
-                                          L"ARPSYSTEMCOMPONENT",
-                                          L"ARPURLINFOABOUT",
-                                          L"ARPURLUPDATEINFO",
-                                          L"AVAILABLEFREEREG",
-                                          L"BorderSide",
-                                          L"BorderTop",
-                                          L"CaptionHeight",
-                                          L"CCP_DRIVE",
-                                          L"CCP_Success",
-                                          L"ColorBits",
-                                          L"CommonAppDataFolder",
-                                          L"CommonFiles64Folder",
-                                          L"CommonFilesFolder",
-                                          L"COMPADDDEFAULT",
-                                          L"COMPADDLOCAL",
-                                          L"COMPADDSOURCE",
-                                          L"COMPANYNAME",
-                                          L"ComputerName",
-                                          L"CostingComplete",
-                                          L"Date",
-                                          L"DefaultUIFont",
-                                          L"DesktopFolder",
-                                          L"DISABLEADVTSHORTCUTS",
-                                          L"DISABLEMEDIA",
-                                          L"DISABLEROLLBACK",
-                                          L"DiskPrompt",
-                                          L"EnableUserControl",
-                                          L"ErrorDialog",
-                                          L"EXECUTEACTION",
-                                          L"EXECUTEMODE",
-                                          L"FASTOEM",
-                                          L"FavoritesFolder",
-                                          L"FILEADDDEFAULT",
-                                          L"FILEADDLOCAL",
-                                          L"FILEADDSOURCE",
-                                          L"FontsFolder",
-                                          L"GPTSupport",
-                                          L"Installed",
-                                          L"INSTALLLEVEL",
-                                          L"Intel",
-                                          L"Intel64",
-                                          L"IsAdminPackage",
-                                          L"LeftUnit",
-                                          L"LIMITUI",
-                                          L"LocalAppDataFolder",
-                                          L"LOGACTION",
-                                          L"LogonUser",
-                                          L"Manufacturer",
-                                          L"MEDIAPACKAGEPATH",
-                                          L"MsiAMD64",
-                                          L"MSIARPSETTINGSIDENTIFIER",
-                                          L"MSICHECKCRCS",
-                                          L"MSIDEPLOYMENTCOMPLIANT",
-                                          L"MSIDISABLEEEUI",
-                                          L"MSIDISABLELUAPATCHING",
-                                          L"MSIDISABLERMRESTART",
-                                          L"MSIENFORCEUPGRADECOMPONENTRULES",
-                                          L"MSIFASTINSTALL",
-                                          L"MsiHiddenProperties",
-                                          L"MSIINSTALLPERUSER",
-                                          L"MSIINSTANCEGUID",
-                                          L"MsiLogFileLocation",
-                                          L"MsiLogging",
-                                          L"MsiMediaCenter",
-                                          L"MsiNetAssemblySupport",
-                                          L"MSINEWINSTANCE",
-                                          L"MSINODISABLEMEDIA",
-                                          L"MsiNTProductType",
-                                          L"MsiNTSuite64",
-                                          L"MsiNTSuiteBackOffice",
-                                          L"MsiNTSuiteDataCenter",
-                                          L"MsiNTSuiteEnterprise",
-                                          L"MsiNTSuitePersonal",
-                                          L"MsiNTSuiteSmallBusiness",
-                                          L"MsiNTSuiteSmallBusinessRestricted",
-                                          L"MsiNTSuiteWebServer",
-                                          L"MsiPatchRemovalList",
-                                          L"MSIPATCHREMOVE",
-                                          L"MSIRESTARTMANAGERCONTROL",
-                                          L"MsiRestartManagerSessionKey",
-                                          L"MSIRMSHUTDOWN",
-                                          L"MsiRunningElevated",
-                                          L"MsiSelectionTreeSelectedAction",
-                                          L"MsiSelectionTreeSelectedCost",
-                                          L"MsiSelectionTreeSelectedFeature",
-                                          L"MsiSelectionTreeSelectedPath",
-                                          L"MsiSystemRebootPending",
-                                          L"MsiTabletPC",
-                                          L"MsiTrueAdminUser",
-                                          L"MsiUIHideCancel",
-                                          L"MsiUIProgressOnly",
-                                          L"MsiUISequenceEnded",
-                                          L"MsiUISourceResOnly",
-                                          L"MsiUIUACOnly",
-                                          L"MSIUNINSTALLSUPERSEDEDCOMPONENTS",
-                                          L"MSIUSEREALADMINDETECTION",
-                                          L"MsiWin32AssemblySupport",
-                                          L"Msix64",
-                                          L"MyPicturesFolder",
-                                          L"NetHoodFolder",
-                                          L"NOCOMPANYNAME",
-                                          L"NOUSERNAME",
-                                          L"OLEAdvtSupport",
-                                          L"OriginalDatabase",
-                                          L"OutOfDiskSpace",
-                                          L"OutOfNoRbDiskSpace",
-                                          L"ParentOriginalDatabase",
-                                          L"ParentProductCode",
-                                          L"PATCH",
-                                          L"PATCHNEWPACKAGECODE",
-                                          L"PATCHNEWSUMMARYCOMMENTS",
-                                          L"PATCHNEWSUMMARYSUBJECT",
-                                          L"PersonalFolder",
-                                          L"PhysicalMemory",
-                                          L"PIDKEY",
-                                          L"PIDTemplate",
-                                          L"Preselected",
-                                          L"PRIMARYFOLDER",
-                                          L"PrimaryVolumePath",
-                                          L"PrimaryVolumeSpaceAvailable",
-                                          L"PrimaryVolumeSpaceRemaining",
-                                          L"PrimaryVolumeSpaceRequired",
-                                          L"PrintHoodFolder",
-                                          L"Privileged",
-                                          L"ProductCode",
-                                          L"ProductID",
-                                          L"ProductLanguage",
-                                          L"ProductName",
-                                          L"ProductState",
-                                          L"ProductVersion",
-                                          L"ProgramFiles64Folder",
-                                          L"ProgramFilesFolder",
-                                          L"ProgramMenuFolder",
-                                          L"PROMPTROLLBACKCOST",
-                                          L"REBOOT",
-                                          L"REBOOTPROMPT",
-                                          L"RecentFolder",
-                                          L"RedirectedDllSupport",
-                                          L"REINSTALL",
-                                          L"REINSTALLMODE",
-                                          L"RemoteAdminTS",
-                                          L"REMOVE",
-                                          L"ReplacedInUseFiles",
-                                          L"RESUME",
-                                          L"RMCCP_Success",
-                                          L"RollbackDisabled",
-                                          L"ROOTDRIVE",
-                                          L"ScreenX",
-                                          L"ScreenY",
-                                          L"SecureCustomProperties",
-                                          L"SendToFolder",
-                                          L"SEQUENCE",
-                                          L"ServicePackLevel",
-                                          L"ServicePackLevelMinor",
-                                          L"SharedWindows",
-                                          L"ShellAdvtSupport",
-                                          L"SHORTFILENAMES",
-                                          L"SourceDir",
-                                          L"SOURCELIST",
-                                          L"StartMenuFolder",
-                                          L"StartupFolder",
-                                          L"System16Folder",
-                                          L"System64Folder",
-                                          L"SystemFolder",
-                                          L"SystemLanguageID",
-                                          L"TARGETDIR",
-                                          L"TempFolder",
-                                          L"TemplateFolder",
-                                          L"TerminalServer",
-                                          L"TextHeight",
-                                          L"TextHeightCorrection",
-                                          L"TextInternalLeading",
-                                          L"Time",
-                                          L"TRANSFORMS",
-                                          L"TRANSFORMSATSOURCE",
-                                          L"TRANSFORMSSECURE",
-                                          L"TTCSupport",
-                                          L"UILevel",
-                                          L"UpdateStarted",
-                                          L"UpgradeCode",
-                                          L"UPGRADINGPRODUCTCODE",
-                                          L"UserLanguageID",
-                                          L"USERNAME",
-                                          L"UserSID",
-                                          L"Version9X",
-                                          L"VersionDatabase",
-                                          L"VersionMsi",
-                                          L"VersionNT",
-                                          L"VersionNT64",
-                                          L"VirtualMemory",
-                                          L"WindowsBuild",
-                                          L"WindowsFolder",
-                                          L"WindowsVolume"};
+// What the installer sets itself or takes from a command line, when it does not always; each
+// between two blanks.
+constexpr wchar_t kInstallers[] =
+    L" ACTION ADDDEFAULT ADDLOCAL ADDSOURCE AdminProperties AdminToolsFolder AdminUser ADVERTISE"
+    L" AFTERREBOOT ALLUSERS Alpha AppDataFolder ARPAUTHORIZEDCDFPREFIX ARPCOMMENTS ARPCONTACT"
+    L" ARPHELPLINK ARPHELPTELEPHONE ARPINSTALLLOCATION ARPNOMODIFY ARPNOREMOVE ARPNOREPAIR"
+    L" ARPPRODUCTICON ARPREADME ARPSIZE ARPSYSTEMCOMPONENT ARPURLINFOABOUT ARPURLUPDATEINFO"
+    L" AVAILABLEFREEREG BorderSide BorderTop CaptionHeight CCP_DRIVE CCP_Success ColorBits"
+    L" CommonAppDataFolder CommonFiles64Folder CommonFilesFolder COMPADDDEFAULT COMPADDLOCAL"
+    L" COMPADDSOURCE COMPANYNAME ComputerName CostingComplete Date DefaultUIFont DesktopFolder"
+    L" DISABLEADVTSHORTCUTS DISABLEMEDIA DISABLEROLLBACK DiskPrompt EnableUserControl ErrorDialog"
+    L" EXECUTEACTION EXECUTEMODE FASTOEM FavoritesFolder FILEADDDEFAULT FILEADDLOCAL"
+    L" FILEADDSOURCE FontsFolder GPTSupport Installed INSTALLLEVEL Intel Intel64 IsAdminPackage"
+    L" LeftUnit LIMITUI LocalAppDataFolder LOGACTION LogonUser Manufacturer MEDIAPACKAGEPATH"
+    L" MsiAMD64 MSIARPSETTINGSIDENTIFIER MSICHECKCRCS MSIDEPLOYMENTCOMPLIANT MSIDISABLEEEUI"
+    L" MSIDISABLELUAPATCHING MSIDISABLERMRESTART MSIENFORCEUPGRADECOMPONENTRULES MSIFASTINSTALL"
+    L" MsiHiddenProperties MSIINSTALLPERUSER MSIINSTANCEGUID MsiLogFileLocation MsiLogging"
+    L" MsiMediaCenter MsiNetAssemblySupport MSINEWINSTANCE MSINODISABLEMEDIA MsiNTProductType"
+    L" MsiNTSuite64 MsiNTSuiteBackOffice MsiNTSuiteDataCenter MsiNTSuiteEnterprise"
+    L" MsiNTSuitePersonal MsiNTSuiteSmallBusiness MsiNTSuiteSmallBusinessRestricted"
+    L" MsiNTSuiteWebServer MsiPatchRemovalList MSIPATCHREMOVE MSIRESTARTMANAGERCONTROL"
+    L" MsiRestartManagerSessionKey MSIRMSHUTDOWN MsiRunningElevated"
+    L" MsiSelectionTreeSelectedAction MsiSelectionTreeSelectedCost"
+    L" MsiSelectionTreeSelectedFeature MsiSelectionTreeSelectedPath MsiSystemRebootPending"
+    L" MsiTabletPC MsiTrueAdminUser MsiUIHideCancel MsiUIProgressOnly MsiUISequenceEnded"
+    L" MsiUISourceResOnly MsiUIUACOnly MSIUNINSTALLSUPERSEDEDCOMPONENTS MSIUSEREALADMINDETECTION"
+    L" MsiWin32AssemblySupport Msix64 MyPicturesFolder NetHoodFolder NOCOMPANYNAME NOUSERNAME"
+    L" OLEAdvtSupport OriginalDatabase OutOfDiskSpace OutOfNoRbDiskSpace ParentOriginalDatabase"
+    L" ParentProductCode PATCH PATCHNEWPACKAGECODE PATCHNEWSUMMARYCOMMENTS PATCHNEWSUMMARYSUBJECT"
+    L" PersonalFolder PhysicalMemory PIDKEY PIDTemplate Preselected PRIMARYFOLDER"
+    L" PrimaryVolumePath PrimaryVolumeSpaceAvailable PrimaryVolumeSpaceRemaining"
+    L" PrimaryVolumeSpaceRequired PrintHoodFolder Privileged ProductCode ProductID"
+    L" ProductLanguage ProductName ProductState ProductVersion ProgramFiles64Folder"
+    L" ProgramFilesFolder ProgramMenuFolder PROMPTROLLBACKCOST REBOOT REBOOTPROMPT RecentFolder"
+    L" RedirectedDllSupport REINSTALL REINSTALLMODE RemoteAdminTS REMOVE ReplacedInUseFiles"
+    L" RESUME RMCCP_Success RollbackDisabled ROOTDRIVE ScreenX ScreenY SecureCustomProperties"
+    L" SendToFolder SEQUENCE ServicePackLevel ServicePackLevelMinor SharedWindows"
+    L" ShellAdvtSupport SHORTFILENAMES SourceDir SOURCELIST StartMenuFolder StartupFolder"
+    L" System16Folder System64Folder SystemFolder SystemLanguageID TARGETDIR TempFolder"
+    L" TemplateFolder TerminalServer TextHeight TextHeightCorrection TextInternalLeading Time"
+    L" TRANSFORMS TRANSFORMSATSOURCE TRANSFORMSSECURE TTCSupport UILevel UpdateStarted"
+    L" UpgradeCode UPGRADINGPRODUCTCODE UserLanguageID USERNAME UserSID Version9X VersionDatabase"
+    L" VersionMsi VersionNT VersionNT64 VirtualMemory WindowsBuild WindowsFolder WindowsVolume ";
 
 // What the library or the setup executable sets.
 constexpr const wchar_t* kLibrarys[] = {L"QX_RESUME",      L"QX_SETUPEXEPATH", L"QX_DOWNLOAD_DIR",
@@ -236,6 +64,25 @@ constexpr const wchar_t* kLibrarys[] = {L"QX_RESUME",      L"QX_SETUPEXEPATH", L
 
 constexpr int kKeyMissing = 6;
 constexpr int kValueMissing = 8;
+
+// So many letters of a name can be slips: one in three, two at most.
+size_t SlipsIn(const std::wstring& name) { return std::min<size_t>(name.size() / 3, 2); }
+
+// The letters to add, leave out or replace to make one of the other, capitals or not.
+size_t Distance(const std::wstring& a, const std::wstring& b) {
+  std::vector<size_t> row(b.size() + 1);
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 0; i < a.size(); ++i) {
+    size_t diagonal = row[0];
+    row[0] = i + 1;
+    for (size_t j = 0; j < b.size(); ++j) {
+      const size_t replaced = diagonal + (util::FoldAscii(a[i]) == util::FoldAscii(b[j]) ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+    }
+  }
+  return row.back();
+}
 
 }  // namespace
 
@@ -256,6 +103,9 @@ KnownProperties::KnownProperties(const Package& package) : package_(package) {
     secure_.insert(name);
   }
   names_.insert(secure_.begin(), secure_.end());
+  for (const msi::TableRow& row : package.Rows(L"AppSearch", {L"Property"})) {
+    searched_.insert(row.Get(L"Property"));
+  }
   AddSearches(package);
   AddActions(package);
 }
@@ -264,6 +114,7 @@ void KnownProperties::AddSearches(const Package& package) {
   for (const msi::TableRow& row : package.Rows(appsearch::kSearchTable, {L"Property", L"Type"})) {
     const std::wstring name = row.Get(L"Property");
     const auto kind = util::ParseDecimal<int32_t>(row.Get(L"Type"));
+    searched_.insert(name);
     names_.insert({name, name + L"QxVerMin", name + L"QxVerMax"});
     const bool is_absence = kind == kKeyMissing || kind == kValueMissing;
     (is_absence ? set_by_absence_ : found_by_search_).insert(name);
@@ -288,9 +139,22 @@ bool KnownProperties::IsSet(const std::wstring& name) const {
          (package_.session() != nullptr && !package_.session()->GetProperty(name).empty());
 }
 
+std::wstring KnownProperties::WhyNeverSet(const std::wstring& name) const {
+  if (package_.session() == nullptr || IsSet(name)) return {};
+  const auto meant = std::find_if(
+      searched_.begin(), searched_.end(),
+      [&](const std::wstring& other) { return Distance(name, other) <= SlipsIn(other); });
+  const bool is_public = prereq::IsPublicPropertyName(name);
+  if (is_public && meant == searched_.end()) return {};
+  std::wstring why = L"no table of this package sets the property " + Quoted(name);
+  why += is_public ? L". If no custom action and no command line sets it, it is always empty"
+                   : L". If no custom action of yours does, it is always empty";
+  if (meant != searched_.end()) return why + L"; is " + Quoted(*meant) + L" meant?";
+  return why + L"; is it written correctly, capitals included?";
+}
+
 bool KnownProperties::IsInstallers(const std::wstring& name) {
-  return std::any_of(std::begin(kInstallers), std::end(kInstallers),
-                     [&](const wchar_t* one) { return name == one; });
+  return std::wstring_view(kInstallers).find(L" " + name + L" ") != std::wstring_view::npos;
 }
 
 }  // namespace check

@@ -16,6 +16,10 @@ class KnownProperties {
 
   // True also for what the opened installation has a value of.
   [[nodiscard]] bool IsSet(const std::wstring& name) const;
+  // What to say of a property that a condition names and nobody sets; empty when somebody does. A
+  // public one can come from a command line and counts only when it looks like one of a search,
+  // wrongly written. Empty without an installation.
+  [[nodiscard]] std::wstring WhyNeverSet(const std::wstring& name) const;
   // True for a property that the package's searches set, and only those for what is there.
   [[nodiscard]] bool IsFoundBySearch(const std::wstring& name) const {
     return found_by_search_.contains(name) && !IsSetByAbsence(name);
@@ -35,6 +39,7 @@ class KnownProperties {
 
   const Package& package_;
   std::set<std::wstring> names_;
+  std::set<std::wstring> searched_;
   std::set<std::wstring> found_by_search_;
   std::set<std::wstring> set_by_absence_;
   std::set<std::wstring> secure_;

@@ -141,11 +141,8 @@ void CheckCondition(const Context& context, const msi::TableRow& row) {
                       L"takes it back, so the prerequisite counts as missing even when it has been "
                       L"installed. Search for what is there (kind 5 or 7) and write NOT");
     }
-    if (context.package.session() == nullptr || context.properties.IsSet(name)) continue;
-    report->Add(kNobodySets, place,
-                L"no table of this package sets the property " + Quoted(name) +
-                    L". If no custom action of yours does, it is always empty; is it written as in "
-                    L"the search, capitals included?");
+    const std::wstring why = context.properties.WhyNeverSet(name);
+    if (!why.empty()) report->Add(kNobodySets, place, why);
   }
   if (state == MSICONDITION_FALSE && DependsOnFindings(context, condition)) {
     report->Add(kPresentWhenNotFound, place,

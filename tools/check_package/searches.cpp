@@ -101,10 +101,8 @@ void CheckCondition(const Context& context, const Search& search) {
                         Quoted(condition) + L" is always false: the search is never made");
   }
   for (const std::wstring& name : PropertiesInCondition(condition)) {
-    if (context.properties.IsSet(name)) continue;
-    context.report->Add(kNobodySets, search.At(L"Condition"),
-                        L"no table of this package sets the property " + Quoted(name) +
-                            L". If no custom action of yours does, it is always empty");
+    const std::wstring why = context.properties.WhyNeverSet(name);
+    if (!why.empty()) context.report->Add(kNobodySets, search.At(L"Condition"), why);
   }
 }
 
