@@ -200,6 +200,22 @@ TEST_CASE("rows of prerequisites can be selected") {
       {Set(L"Runtime", L"MissingCondition", L"'RUNTIME'"), L"PRE214", L"is a NOT missing"},
       {Set(L"Runtime", L"MissingCondition", L"'RUNTIME AND (&Main=3)'"), L"", L""},
       {Set(L"Runtime", L"MissingCondition", L"'RUNTIME AND %PATHEXT'"), L"", L""},
+      {Set(L"Runtime", L"MissingCondition", L"'RUNTIME <> \"1\"'"), L"PRE218",
+       L"Write NOT RUNTIME"},
+      {Set(L"Runtime", L"MissingCondition", L"'NOT (TOOLS~=1)'"), L"PRE218", L"\"TOOLS\""},
+      {Set(L"Runtime", L"MissingCondition", L"'RUNTIME <> \"1.0\" OR TOOLS<>10'"), L"", L""},
+      // Not bounded; may well be the text 1; and not the search's alone.
+      {Set(L"Runtime", L"MissingCondition", L"'EXTRAS <> \"1\"'"), L"", L""},
+      {Set(L"Runtime", L"MissingCondition", L"'RUNTIME <> \"1\"'") + L"\n" +
+           SetSearch(L"RUNTIME", L"VerMin", L"'0'") + L"\n" +
+           SetSearch(L"RUNTIME", L"VerMax", L"''"),
+       L"", L""},
+      {Set(L"Runtime", L"MissingCondition", L"'RUNTIME <> \"1\"'") + L"\n" +
+           AddSearch(L"`Property`,`Type`,`SearchString`", L"'RUNTIME',5,'HKCU\\Software\\Maker'"),
+       L"", L""},
+      {Set(L"Runtime", L"MissingCondition", L"'RUNTIME = \"1\"'") + L"\n" +
+           AddProperty(L"RUNTIME", L"1"),
+       L"", L""},
       {Set(L"Runtime", L"MissingCondition", L"'NO_KEY'"), L"PRE217", L"\"NO_KEY\""},
       // The same property from a search for what is there.
       {AddSearch(L"`Property`,`Type`,`SearchString`", L"'NO_KEY',5,'HKCU\\Software\\Maker'") +

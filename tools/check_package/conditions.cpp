@@ -12,6 +12,7 @@ namespace {
 struct Name {
   wchar_t mark;
   std::wstring text;
+  size_t end = 0;  // Behind it in the condition.
 };
 
 bool IsLetter(wchar_t letter) {
@@ -49,16 +50,39 @@ std::vector<Name> NamesIn(std::wstring_view condition) {
     const std::wstring_view word = condition.substr(at, end - at);
     const bool is_marked = std::wstring_view(L"%$?&!").find(before) != std::wstring_view::npos;
     if (is_marked) {
-      names.push_back({before, std::wstring(word)});
+      names.push_back({before, std::wstring(word), end});
     } else if (!IsOperator(word)) {
-      names.push_back({0, std::wstring(word)});
+      names.push_back({0, std::wstring(word), end});
     }
     at = end;
   }
   return names;
 }
 
+// True for what begins with an equals or unequal sign and a 1, quoted or not.
+bool ComparesWithOne(std::wstring_view text) {
+  const auto skip = [&](std::wstring_view what) {
+    text.remove_prefix(std::min(text.find_first_not_of(L' '), text.size()));
+    if (!text.starts_with(what)) return false;
+    text.remove_prefix(what.size());
+    return true;
+  };
+  (void)skip(L"~");
+  if (!skip(L"=") && !skip(L"<>")) return false;
+  return skip(L"\"1\"") || (skip(L"1") && (text.empty() || !IsNameLetter(text.front())));
+}
+
 }  // namespace
+
+std::vector<std::wstring> PropertiesComparedWithOne(std::wstring_view condition) {
+  std::vector<std::wstring> properties;
+  for (const Name& name : NamesIn(condition)) {
+    if (name.mark == 0 && ComparesWithOne(condition.substr(name.end))) {
+      properties.push_back(name.text);
+    }
+  }
+  return properties;
+}
 
 std::vector<std::wstring> PropertiesInCondition(std::wstring_view condition) {
   std::vector<std::wstring> properties;

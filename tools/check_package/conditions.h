@@ -11,6 +11,9 @@ namespace check {
 // states of features and components and what stands in double quotes are none.
 std::vector<std::wstring> PropertiesInCondition(std::wstring_view condition);
 
+// Those that it asks whether they equal 1 or differ from it: `NAME = "1"`, `NAME <> 1`.
+std::vector<std::wstring> PropertiesComparedWithOne(std::wstring_view condition);
+
 // True when the condition names nothing whose value could change: no property, variable, feature or
 // component.
 bool IsConstant(std::wstring_view condition);

@@ -5,6 +5,8 @@
 #include <numeric>
 
 #include "appsearch/app_search_runner.h"
+#include "appsearch/criterion.h"
+#include "appsearch/version.h"
 #include "custom_actions.h"
 #include "prereq/carried_properties.h"
 #include "report.h"
@@ -62,8 +64,21 @@ constexpr const wchar_t* kLibrarys[] = {L"QX_RESUME",      L"QX_SETUPEXEPATH", L
                                         L"QX_EXTRACT_DIR", L"QX_PREREQFILES",  L"QX_PREREQDIRS",
                                         L"QXEXTERNALUI",   L"SETUPEXEDIR"};
 
-constexpr int kKeyMissing = 6;
-constexpr int kValueMissing = 8;
+using appsearch::SearchKind;
+
+// True for a search whose property becomes what was looked at, which is not the text 1: a bound is
+// given, and with values and keys one that bounds, since zeros are how an author asks for the value
+// itself, and that may well be 1.
+bool FindsVersions(const msi::TableRow& row, SearchKind kind) {
+  if (kind > SearchKind::kRelatedProducts) return false;
+  const bool may_find_one = kind == SearchKind::kSubkeys || kind == SearchKind::kValue;
+  for (const wchar_t* column : {L"VerMin", L"VerMax"}) {
+    appsearch::Version bound;
+    (void)appsearch::ParseVersion(util::ToAnsi(row.Get(column)), &bound);
+    if (!bound.IsZero() || (!may_find_one && !row.Get(column).empty())) return true;
+  }
+  return false;
+}
 
 // So many letters of a name can be slips: one in three, two at most.
 size_t SlipsIn(const std::wstring& name) { return std::min<size_t>(name.size() / 3, 2); }
@@ -91,13 +106,14 @@ KnownProperties::KnownProperties(const Package& package) : package_(package) {
   const struct {
     const wchar_t* table;
     const wchar_t* column;
-  } sources[] = {{L"Property", L"Property"},
-                 {L"Control", L"Property"},
-                 {L"Directory", L"Directory"},
-                 {L"Upgrade", L"ActionProperty"},
-                 {L"AppSearch", L"Property"}};
-  for (const auto& [table, column] : sources) {
-    for (const msi::TableRow& row : package.Rows(table, {column})) names_.insert(row.Get(column));
+    std::set<std::wstring>* names;
+  } sources[] = {{L"Property", L"Property", &names_},
+                 {L"Directory", L"Directory", &names_},
+                 {L"Control", L"Property", &set_otherwise_},
+                 {L"Upgrade", L"ActionProperty", &set_otherwise_},
+                 {L"AppSearch", L"Property", &set_otherwise_}};
+  for (const auto& [table, column, names] : sources) {
+    for (const msi::TableRow& row : package.Rows(table, {column})) names->insert(row.Get(column));
   }
   for (const std::wstring& name : util::Split(package.DefaultOf(L"SecureCustomProperties"), L';')) {
     secure_.insert(name);
@@ -111,31 +127,33 @@ KnownProperties::KnownProperties(const Package& package) : package_(package) {
 }
 
 void KnownProperties::AddSearches(const Package& package) {
-  for (const msi::TableRow& row : package.Rows(appsearch::kSearchTable, {L"Property", L"Type"})) {
+  for (const msi::TableRow& row :
+       package.Rows(appsearch::kSearchTable, {L"Property", L"Type", L"VerMin", L"VerMax"})) {
     const std::wstring name = row.Get(L"Property");
-    const auto kind = util::ParseDecimal<int32_t>(row.Get(L"Type"));
+    const auto kind = static_cast<SearchKind>(util::ParseDecimal<int32_t>(row.Get(L"Type")));
+    (FindsVersions(row, kind) ? set_to_versions_ : set_otherwise_).insert(name);
     searched_.insert(name);
     names_.insert({name, name + L"QxVerMin", name + L"QxVerMax"});
-    const bool is_absence = kind == kKeyMissing || kind == kValueMissing;
+    const bool is_absence = kind == SearchKind::kNoKey || kind == SearchKind::kNoValue;
     (is_absence ? set_by_absence_ : found_by_search_).insert(name);
   }
 }
 
 void KnownProperties::AddActions(const Package& package) {
   for (const CustomAction& action : LoadCustomActions(package)) {
-    if (action.SetsProperty()) names_.insert(action.source);
+    if (action.SetsProperty()) set_otherwise_.insert(action.source);
   }
   // An event "[NAME]" of a dialog sets that property.
   for (const msi::TableRow& row : package.Rows(L"ControlEvent", {L"Event"})) {
     const std::wstring event = row.Get(L"Event");
     if (event.size() > 2 && event.front() == L'[' && event.back() == L']') {
-      names_.insert(event.substr(1, event.size() - 2));
+      set_otherwise_.insert(event.substr(1, event.size() - 2));
     }
   }
 }
 
 bool KnownProperties::IsSet(const std::wstring& name) const {
-  return names_.contains(name) || IsInstallers(name) ||
+  return names_.contains(name) || set_otherwise_.contains(name) || IsInstallers(name) ||
          (package_.session() != nullptr && !package_.session()->GetProperty(name).empty());
 }
 

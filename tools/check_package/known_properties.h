@@ -28,6 +28,11 @@ class KnownProperties {
   [[nodiscard]] bool IsSetByAbsence(const std::wstring& name) const {
     return set_by_absence_.contains(name);
   }
+  // True for one that becomes the versions that were found, never just 1: its searches are all
+  // bounded, and no other table sets it.
+  [[nodiscard]] bool HoldsVersions(const std::wstring& name) const {
+    return set_to_versions_.contains(name) && !set_otherwise_.contains(name);
+  }
   // True when `SecureCustomProperties` names it.
   [[nodiscard]] bool IsSecure(const std::wstring& name) const { return secure_.contains(name); }
   // True for one that the installer itself gives a meaning.
@@ -42,6 +47,8 @@ class KnownProperties {
   std::set<std::wstring> searched_;
   std::set<std::wstring> found_by_search_;
   std::set<std::wstring> set_by_absence_;
+  std::set<std::wstring> set_to_versions_;
+  std::set<std::wstring> set_otherwise_;  // When the installation runs, by whatever else.
   std::set<std::wstring> secure_;
 };
 

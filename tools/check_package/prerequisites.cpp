@@ -28,6 +28,7 @@ constexpr Kind kPresentWhenNotFound{L"PRE214", Severity::kWarning};
 constexpr Kind kUnknownReference{L"PRE215", Severity::kWarning};
 constexpr Kind kSameNameOnDisk{L"PRE216", Severity::kError};
 constexpr Kind kStaysMissing{L"PRE217", Severity::kWarning};
+constexpr Kind kNeverOne{L"PRE218", Severity::kWarning};
 
 constexpr uint32_t kFirstLanguageOfCountry = 0x400;
 constexpr uint32_t kLastLanguage = 0xFFFF;
@@ -143,6 +144,17 @@ void CheckCondition(const Context& context, const msi::TableRow& row) {
     }
     const std::wstring why = context.properties.WhyNeverSet(name);
     if (!why.empty()) report->Add(kNobodySets, place, why);
+  }
+  for (const std::wstring& name : PropertiesComparedWithOne(condition)) {
+    // A default of 1 tells what is not found from what is.
+    if (!context.properties.HoldsVersions(name) || context.package.DefaultOf(name) == L"1")
+      continue;
+    report->Add(kNeverOne, place,
+                Quoted(name) +
+                    L" is compared with 1, but its search has VerMin or VerMax: what is found sets "
+                    L"it to the versions that were looked at, so the comparison comes out the same "
+                    L"whatever is there. Write NOT " +
+                    name);
   }
   if (state == MSICONDITION_FALSE && DependsOnFindings(context, condition)) {
     report->Add(kPresentWhenNotFound, place,
