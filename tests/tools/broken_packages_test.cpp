@@ -378,6 +378,8 @@ TEST_CASE("comparisons are not pointed at values that are read for ever") {
 TEST_CASE("custom actions call the library in a way that works") {
   CheckBreaks({
       {Drop(L"Binary", L"Name", L"'Prereq.dll'"), L"PRE401", L"row \"Prereq.dll\""},
+      {SetAction(L"QX_CleanPrereq", L"Source", L"'Prereq'"), L"PRE401",
+       L"a library of that name: QX_CleanPrereq"},
       {L"UPDATE `CustomAction` SET `Source`='Check.exe' WHERE `Source`='Prereq.dll'", L"PRE402",
        L"no library at all"},
       {SetAction(L"QX_CleanPrereq", L"Target", L"'cleanPrereq'"), L"PRE403 PRE503 PRE503",

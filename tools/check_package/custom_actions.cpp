@@ -48,12 +48,9 @@ const Export* FindExport(const std::wstring& name) {
 }
 
 std::wstring ListExports() {
-  std::wstring list;
-  for (const Export& one : kExports) {
-    if (!list.empty()) list += L", ";
-    list += one.name;
-  }
-  return list;
+  std::vector<std::wstring> names;
+  for (const Export& one : kExports) names.emplace_back(one.name);
+  return Listed(names);
 }
 
 bool AsksTheUser(Phase phase) { return phase != Phase::kSearch && phase != Phase::kClean; }
@@ -113,6 +110,17 @@ std::set<std::wstring> LibraryNames(const std::vector<CustomAction>& actions) {
   return names;
 }
 
+std::vector<std::wstring> NamesOfCallers(const std::vector<CustomAction>& actions,
+                                         const std::wstring& library) {
+  std::vector<std::wstring> names;
+  for (const CustomAction& action : actions) {
+    if (action.BaseType() == kLibraryInBinary && action.source == library) {
+      names.push_back(action.name);
+    }
+  }
+  return names;
+}
+
 }  // namespace
 
 bool CustomAction::SetsProperty() const {
@@ -147,8 +155,9 @@ void CheckCustomActions(const Package& package, Report* report) {
     std::optional<LibraryImage> image;
     if (!streams.contains(name)) {
       report->Add(kNoBinary, Row(L"Binary", name),
-                  L"the row is missing: the custom actions have no library to call, and the "
-                  L"installation would fail at the first of them");
+                  L"the row is missing, and the installation would fail at each custom action "
+                  L"that calls a library of that name: " +
+                      Listed(NamesOfCallers(actions, name)));
     } else if (image = ReadLibraryImage(package.BinaryData(name)); !image || !image->is_32_bit) {
       report->Add(kNotTheLibrary, Row(L"Binary", name),
                   image ? L"this is not the 32-bit library: the installer cannot call it"

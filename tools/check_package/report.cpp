@@ -52,4 +52,13 @@ std::wstring Cell(std::wstring_view table, std::wstring_view row, std::wstring_v
 
 std::wstring Quoted(std::wstring_view text) { return L"\"" + std::wstring(text) + L"\""; }
 
+std::wstring Listed(const std::vector<std::wstring>& names) {
+  std::wstring list;
+  for (const std::wstring& name : names) {
+    if (!list.empty()) list += L", ";
+    list += name;
+  }
+  return list;
+}
+
 }  // namespace check

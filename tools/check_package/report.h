@@ -48,6 +48,9 @@ std::wstring Cell(std::wstring_view table, std::wstring_view row, std::wstring_v
 
 std::wstring Quoted(std::wstring_view text);
 
+// With commas between.
+std::wstring Listed(const std::vector<std::wstring>& names);
+
 }  // namespace check
 
 #endif  // CHECK_PACKAGE_REPORT_H_

@@ -55,15 +55,6 @@ std::wstring At(const Sequence& sequence, const ScheduledAction& action) {
   return Row(sequence.table(), action.name);
 }
 
-std::wstring Listed(const std::vector<std::wstring>& names) {
-  std::wstring list;
-  for (const std::wstring& name : names) {
-    if (!list.empty()) list += L", ";
-    list += name;
-  }
-  return list;
-}
-
 // What the rows of the package ask for.
 struct Needs {
   bool download = false;
