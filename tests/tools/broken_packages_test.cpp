@@ -420,6 +420,10 @@ TEST_CASE("the actions stand where they do their work") {
       {Drop(L"InstallUISequence", L"Action", L"'QX_AppSearchEx'") + L"\n" +
            Drop(L"InstallUISequence", L"Action", L"'QX_SearchAgain'"),
        L"PRE505", L"InstallUISequence"},
+      // The one that is left is the second search, in its right place.
+      {Drop(L"InstallUISequence", L"Action", L"'QX_AppSearchEx'"), L"PRE505",
+       L"row \"QX_InstallPrerequisite\": nothing is searched before it"},
+      {Move(ui, L"QX_AppSearchEx", 1345), L"PRE505", L"InstallUISequence"},
       {Drop(L"InstallUISequence", L"Action", L"'QX_SearchAgain'"), L"PRE506",
        L"InstallUISequence, row \"QX_VerifyPrereq\""},
       {Move(execute, L"CostFinalize", 1080), L"PRE507",

@@ -113,8 +113,16 @@ void CheckScheduled(const Context& context, const Needs& needs) {
   }
 }
 
+// True when the conditions of the rows would be judged by what nobody has searched for.
+bool InstallsUnsearched(const Needs& needs, const Sequence& sequence) {
+  const ScheduledAction* const search = sequence.First(Phase::kSearch);
+  const ScheduledAction* const install = sequence.First(Phase::kInstall);
+  return needs.conditions_use_searches && install != nullptr &&
+         (search == nullptr || search->number > install->number);
+}
+
 // `earlier` before `later`, where both are scheduled.
-void CheckOrder(const Context& context, const Sequence& sequence) {
+void CheckOrder(const Context& context, const Needs& needs, const Sequence& sequence) {
   constexpr struct {
     Phase earlier;
     Phase later;
@@ -133,6 +141,9 @@ void CheckOrder(const Context& context, const Sequence& sequence) {
     const ScheduledAction* const first = sequence.First(earlier);
     const ScheduledAction* const second = sequence.First(later);
     if (first == nullptr || second == nullptr || first->number < second->number) continue;
+    // Said of the sequence as a whole: the search that comes late may be the second one, which has
+    // to stay where it is.
+    if (earlier == Phase::kSearch && InstallsUnsearched(needs, sequence)) continue;
     context.report->Add(
         kWrongOrder, At(sequence, *first),
         L"it runs after " + second->name + L", but has to run before it: " + reason);
@@ -153,12 +164,13 @@ void CheckOrder(const Context& context, const Sequence& sequence) {
 
 void CheckSearched(const Context& context, const Needs& needs, const Sequence& sequence) {
   if (!needs.conditions_use_searches) return;
-  const ScheduledAction* const search = sequence.First(Phase::kSearch);
   const ScheduledAction* const install = sequence.First(Phase::kInstall);
-  if (install != nullptr && search == nullptr) {
-    context.report->Add(kNotSearched, At(sequence, *install),
-                        L"nothing is searched before it in this sequence, so every prerequisite "
-                        L"counts as missing. Schedule QX_AppSearchEx here too");
+  if (InstallsUnsearched(needs, sequence)) {
+    context.report->Add(
+        kNotSearched, At(sequence, *install),
+        L"nothing is searched before it in this sequence, so every prerequisite "
+        L"counts as missing. Schedule QX_AppSearchEx here too, before the library's "
+        L"other actions");
     return;
   }
   const ScheduledAction* const verify = sequence.First(Phase::kVerify);
@@ -295,7 +307,7 @@ void CheckSequences(const Context& context) {
   } sequences[] = {{context.schedule.user_interface, L"ExecuteAction"},
                    {context.schedule.execute, L"InstallFinalize"}};
   for (const auto& [sequence, product_action] : sequences) {
-    CheckOrder(context, sequence);
+    CheckOrder(context, needs, sequence);
     CheckSearched(context, needs, sequence);
     CheckPlaces(context, needs, sequence, product_action);
     CheckConditions(context, sequence);
