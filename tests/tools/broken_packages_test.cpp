@@ -434,6 +434,7 @@ TEST_CASE("the actions stand where they do their work") {
       {Move(execute, L"QX_InstallPostPrerequisite", 1200), L"PRE508", L"rows with p"},
       {Drop(L"InstallUISequence", L"Action", L"'ResolveSource'"), L"PRE509", L"SETUPEXEPATH"},
       {When(ui, L"QX_DownloadPrereq", L"NOT ("), L"PRE510", L"\"NOT (\""},
+      {When(execute, L"QX_VerifyPrereq", L"UILevel<4 AND"), L"PRE510", L"installation stops"},
       {When(execute, L"QX_VerifyPrereq", always), L"PRE511", L"asked everything twice"},
       {When(execute, L"QX_VerifyPrereq", L"NOT QX_DONE_IN_UI"), L"", L""},
       {When(execute, L"QX_VerifyPrereq", always) + L"\n" +

@@ -237,9 +237,13 @@ void CheckPlaces(const Context& context, const Needs& needs, const Sequence& seq
   }
 }
 
+bool IsMalformed(const Context& context, const ScheduledAction& action) {
+  return context.package.Evaluate(action.condition) == MSICONDITION_ERROR;
+}
+
 void CheckConditions(const Context& context, const Sequence& sequence) {
   for (const ScheduledAction& action : sequence.actions()) {
-    if (!action.phase || context.package.Evaluate(action.condition) != MSICONDITION_ERROR) continue;
+    if (!action.phase || !IsMalformed(context, action)) continue;
     context.report->Add(kBadCondition, At(sequence, action) + L", column Condition",
                         Quoted(action.condition) +
                             L" is no condition that the installer understands: the installation "
@@ -269,7 +273,11 @@ void CheckRoads(const Context& context) {
     const ScheduledAction* const first = context.schedule.user_interface.First(phase);
     const ScheduledAction* const second = context.schedule.execute.First(phase);
     if (first != nullptr && second == nullptr) missed_when_silent.push_back(first->name);
-    if (second == nullptr || UsesOwnProperties(second->condition)) continue;
+    // When a condition that stops the installation would let it run, nobody knows.
+    if (second == nullptr || UsesOwnProperties(second->condition) ||
+        IsMalformed(context, *second)) {
+      continue;
+    }
     const bool runs_with_interface = Runs(context, *second, kFullInterface);
     if (!Runs(context, *second, kSilent)) missed_when_silent.push_back(second->name);
     if (first == nullptr && !runs_with_interface) missed_with_interface.push_back(second->name);
