@@ -54,6 +54,8 @@ TEST_CASE("build scripts get an exit code and a line for each finding") {
                           .c_str(),
                       (folder / L"a b.msi").c_str()));
   folder.Write(L"text.msi", "no package");
+  folder.Write(L"damaged.msi", "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1");
+  REQUIRE(::CreateDirectoryW((folder / L"folder.msi").c_str(), nullptr));
   const struct {
     const wchar_t* arguments;
     DWORD exit_code;
@@ -66,7 +68,16 @@ TEST_CASE("build scripts get an exit code and a line for each finding") {
       {L"/ignore:PRE235 /strict \"a b.msi\"", 1, "a b.msi: no errors, 1 warning\r\n"},
       {L"/ignore:PRE602,PRE235 /strict \"a b.msi\"", 0, "a b.msi: no errors, no warnings\r\n"},
       {L"\"a b.msi\" package.msi", 1, "package.msi: no errors, no warnings\r\n"},
-      {L"text.msi", 2, ")\r\n"},
+      {L"/ignore:pre235 \"a b.msi\"", 0, "a b.msi: no errors, 1 warning\r\n"},
+      {L"/ignore: package.msi", 0, "package.msi: no errors, no warnings\r\n"},
+      {L"/ignore:BOGUS package.msi", 2, "what it means.\n"},
+      {L"/ignore:PRE235,PRE999 package.msi", 2, "what it means.\n"},
+      {L"/ignore:PRE514,PRE001,PRE331 package.msi", 0, "no warnings\r\n"},
+      {L"text.msi", 2, "text.msi: error PRE000: the file is no installer package\r\n"},
+      {L"missing.msi", 2, "missing.msi: error PRE000: there is no such file\r\n"},
+      {L"no\\missing.msi", 2, "error PRE000: there is no such file\r\n"},
+      {L"folder.msi", 2, "a folder, not an installer package\r\n"},
+      {L"damaged.msi", 2, ")\r\n"},
       {L"missing.msi package.msi", 2, "package.msi: no errors, no warnings\r\n"},
       {L"missing.msi \"a b.msi\"", 2, "a b.msi: 1 error, 1 warning\r\n"},
       {L"/?", 0, "what it means.\n"},
@@ -82,7 +93,8 @@ TEST_CASE("build scripts get an exit code and a line for each finding") {
     CHECK(run.exit_code == exit_code);
     CHECK(run.output.ends_with(output));
   }
-  CHECK(RunChecker(folder, L"text.msi").output.starts_with("text.msi: error PRE000: "));
+  CHECK(RunChecker(folder, L"/ignore:Bogus package.msi")
+            .output.starts_with("\"Bogus\" is the key of"));
   CHECK(RunChecker(folder, L"\"a b.msi\"")
             .output.starts_with("a b.msi: error PRE235: QX_PreRequisite, row \"key-Runtime\", "
                                 "column MD5: \"abc\" is not 32 hexadecimal digits"));

@@ -2,7 +2,8 @@
 
 #include <windows.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "checks.h"
 #include "util/error_text.h"
 #include "util/text.h"
+#include "util/unique_handle.h"
 
 namespace {
 
@@ -30,12 +32,15 @@ constexpr wchar_t kUsage[] =
     L"be opened, or the command line is wrong. Nothing is changed or installed. tools/README.md\n"
     L"has every key and what it means.\n";
 
+constexpr check::Kind kNotOpened{L"PRE000", check::Severity::kError};
+
 enum ExitCode { kFine = 0, kErrors = 1, kNotChecked = 2 };
 
 struct Options {
   bool wants_help = false;
   bool is_strict = false;
   bool is_understood = true;
+  std::wstring complaint;
   std::vector<std::wstring> ignored;
   std::vector<std::wstring> packages;
 };
@@ -55,6 +60,10 @@ void Print(DWORD stream, const std::wstring& text) {
 
 void PrintLine(const std::wstring& line) { Print(STD_OUTPUT_HANDLE, line + L"\r\n"); }
 
+wchar_t ToUpper(wchar_t letter) {
+  return letter >= L'a' && letter <= L'z' ? static_cast<wchar_t>(letter - L'a' + L'A') : letter;
+}
+
 Options ReadOptions(int count, wchar_t** values) {
   constexpr std::wstring_view kIgnore = L"/ignore:";
   Options options;
@@ -67,6 +76,12 @@ Options ReadOptions(int count, wchar_t** values) {
     } else if (value.starts_with(kIgnore) || value.starts_with(L"--ignore=")) {
       const size_t start = value.find_first_of(L":=") + 1;
       for (std::wstring& key : util::Split(value.substr(start), L',')) {
+        if (key.empty()) continue;
+        const std::wstring as_written = key;
+        std::transform(key.begin(), key.end(), key.begin(), &ToUpper);
+        if (!check::IsKey(key)) {
+          options.complaint = check::Quoted(as_written) + L" is the key of no finding\n\n";
+        }
         options.ignored.push_back(std::move(key));
       }
     } else if (value.starts_with(L'-') ||
@@ -77,17 +92,46 @@ Options ReadOptions(int count, wchar_t** values) {
       options.packages.push_back(value);
     }
   }
-  if (options.packages.empty()) options.is_understood = false;
+  if (options.packages.empty() || !options.complaint.empty()) options.is_understood = false;
   return options;
+}
+
+std::wstring WithReason(const wchar_t* text, DWORD error) {
+  std::wstring reason = util::ErrorText(error);
+  while (!reason.empty() && reason.back() <= L' ') reason.pop_back();
+  return text + reason + L" (" + util::ToDecimal(error) + L")";
+}
+
+// The installer has one code for all of this. `error` is the one that it gave.
+std::wstring WhyNotOpened(const std::wstring& path, DWORD error) {
+  const DWORD attributes = ::GetFileAttributesW(path.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    const DWORD reason = ::GetLastError();
+    return reason == ERROR_FILE_NOT_FOUND || reason == ERROR_PATH_NOT_FOUND
+               ? L"there is no such file"
+               : WithReason(L"the file cannot be opened: ", reason);
+  }
+  if (attributes & FILE_ATTRIBUTE_DIRECTORY) return L"this is a folder, not an installer package";
+  const util::UniqueFile file(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                            OPEN_EXISTING, 0, nullptr));
+  if (!file) return WithReason(L"the file cannot be opened: ", ::GetLastError());
+  // What every file of the kind begins with.
+  constexpr unsigned char kMark[] = {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
+  unsigned char start[sizeof(kMark)] = {};
+  DWORD length = 0;
+  if (!::ReadFile(file.Get(), start, sizeof(start), &length, nullptr)) {
+    return WithReason(L"the file cannot be read: ", ::GetLastError());
+  }
+  if (!std::equal(std::begin(kMark), std::end(kMark), start)) {
+    return L"the file is no installer package";
+  }
+  return WithReason(L"the file is no installer package, or a damaged one: ", error);
 }
 
 ExitCode Check(const std::wstring& path, const Options& options) {
   check::Package package;
   if (const DWORD error = package.Open(path)) {
-    std::wstring reason = util::ErrorText(error);
-    while (!reason.empty() && reason.back() <= L' ') reason.pop_back();
-    PrintLine(path + L": error PRE000: the package cannot be opened: " + reason + L" (" +
-              util::ToDecimal(error) + L")");
+    PrintLine(check::FormatFinding(path, {kNotOpened, L"", WhyNotOpened(path, error)}));
     return kNotChecked;
   }
   check::Report report;
@@ -107,7 +151,8 @@ ExitCode Check(const std::wstring& path, const Options& options) {
 int wmain(int count, wchar_t** values) {
   const Options options = ReadOptions(count, values);
   if (options.wants_help || !options.is_understood) {
-    Print(options.wants_help ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE, kUsage);
+    Print(options.wants_help ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE,
+          (options.wants_help ? L"" : options.complaint) + kUsage);
     return options.wants_help ? kFine : kNotChecked;
   }
   int result = kFine;

@@ -1,7 +1,9 @@
 #include "report.h"
 
 #include <algorithm>
+#include <iterator>
 
+#include "keys.h"
 #include "util/text.h"
 
 namespace check {
@@ -13,6 +15,10 @@ std::wstring CountOf(size_t count, const wchar_t* what) {
 }
 
 }  // namespace
+
+bool IsKey(std::wstring_view key) {
+  return std::find(std::begin(kKeys), std::end(kKeys), key) != std::end(kKeys);
+}
 
 void Report::Add(const Kind& kind, std::wstring place, std::wstring text) {
   if (std::find(ignored_.begin(), ignored_.end(), kind.key) != ignored_.end()) return;

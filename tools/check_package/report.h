@@ -16,6 +16,9 @@ struct Kind {
   Severity severity;
 };
 
+// True for the key of a mistake that a package can have.
+[[nodiscard]] bool IsKey(std::wstring_view key);
+
 struct Finding {
   Kind kind;
   std::wstring place;  // Table, row and column.
