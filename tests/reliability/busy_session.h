@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <msi.h>
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -46,9 +47,26 @@ class BusySession {
   std::optional<MsiSessionRig> rig_;
 };
 
-inline constexpr const char* kCustomActions[] = {
-    "DoAppSearchEx",     "DownloadPrereq", "ExtractPrereq", "InstallPrereq",
-    "InstallPostPrereq", "VerifyPrereq",   "CleanPrereq"};
+// What Wine never frees, measured with nothing but these calls in a loop: four blocks of 87 bytes
+// together each time the task scheduler's object is made and released, and one of 96 bytes with
+// each HTTP request sent.
+inline constexpr uint32_t kLostWithScheduler = 87;
+inline constexpr uint32_t kLostWithRequest = 96;
+
+struct CustomAction {
+  const char* name;
+  uint32_t lost_bytes;  // By the system, in each call.
+};
+
+inline constexpr CustomAction kCustomActions[] = {
+    {"DoAppSearchEx", 0},
+    {"DownloadPrereq", kLostWithRequest},
+    {"ExtractPrereq", 0},
+    {"InstallPrereq", kLostWithScheduler},
+    {"InstallPostPrereq", kLostWithScheduler},
+    {"VerifyPrereq", 0},
+    {"CleanPrereq", kLostWithScheduler},
+};
 
 }  // namespace test
 

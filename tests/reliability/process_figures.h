@@ -14,13 +14,16 @@ struct ProcessFigures {
   uint32_t threads = 0;
   uint32_t modules = 0;
   uint64_t private_bytes = 0;
+  uint64_t bytes_in_use = 0;  // Of all heaps.
 
   static ProcessFigures Take();
 };
 
 // Writes both figures into the part's line, and a fault for each that grew by more than the system
-// itself needs from time to time.
-void CheckSteady(Part* part, const ProcessFigures& start, const ProcessFigures& end);
+// itself needs from time to time. `lost_bytes` are those that the system is known to have lost
+// between the two.
+void CheckSteady(Part* part, const ProcessFigures& start, const ProcessFigures& end,
+                 uint64_t lost_bytes);
 
 }  // namespace test
 
