@@ -23,12 +23,13 @@ class ForeignFiles {
     }
   }
 
-  // The path of the first one that is gone or altered; empty when all are as they were.
-  [[nodiscard]] std::wstring FindHarmed() const {
+  // The paths of those that are gone or altered.
+  [[nodiscard]] std::vector<std::wstring> FindHarmed() const {
+    std::vector<std::wstring> harmed;
     for (const auto& [path, content] : files_) {
-      if (ReadWholeFile(path) != content) return path;
+      if (ReadWholeFile(path) != content) harmed.push_back(path);
     }
-    return {};
+    return harmed;
   }
   [[nodiscard]] size_t size() const { return files_.size(); }
   [[nodiscard]] const std::wstring& PathOf(size_t index) const { return files_[index].first; }

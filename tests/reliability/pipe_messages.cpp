@@ -267,11 +267,12 @@ void CheckTalk(Part* part, Random* random, const MsiSessionRig& rig, const TempF
   part->Count("files named", listed.size());
 
   part->FaultIf(rig.Call("CleanPrereq") != 0, "the clean-up failed");
-  const std::wstring harmed = foreign.FindHarmed();
-  // A foreign file in the work folder that the setup executable names as its own is fair game.
-  const bool named = std::find(listed.begin(), listed.end(), harmed) != listed.end() &&
-                     !IsOutside(harmed, folder / L"work");
-  part->FaultIf(!harmed.empty() && !named, "harmed " + util::ToAnsi(harmed));
+  for (const std::wstring& path : foreign.FindHarmed()) {
+    // A foreign file in the work folder that the setup executable names as its own is fair game.
+    const bool named = std::find(listed.begin(), listed.end(), path) != listed.end() &&
+                       !IsOutside(path, folder / L"work");
+    part->FaultIf(!named, "harmed " + util::ToAnsi(path));
+  }
   part->Count("foreign files kept", foreign.size());
   for (const std::wstring& path : listed) {
     const bool left = !IsOutside(path, folder / L"work") && util::FileExists(path);

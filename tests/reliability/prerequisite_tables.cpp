@@ -216,8 +216,9 @@ void CheckTable(Part* part, Random* random) {
 
   part->FaultIf(!test::ReadWholeFile(folder / L"down\\fetched.dat").empty(),
                 "the clean-up left the downloaded file");
-  const std::wstring harmed = foreign.FindHarmed();
-  part->FaultIf(!harmed.empty(), "harmed " + util::ToAnsi(harmed));
+  for (const std::wstring& path : foreign.FindHarmed()) {
+    part->Fault("harmed " + util::ToAnsi(path));
+  }
   part->Count("foreign files kept", foreign.size());
   part->FaultIf(temp.Files() != of_the_installer, "something is left in the temporary folder");
   const UINT leaked = rig.CountLeakedHandles() - 1;  // The package's database is open.

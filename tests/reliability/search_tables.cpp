@@ -150,8 +150,9 @@ void CheckTable(Part* part, Random* random, const std::string& program) {
     part->FaultIf(!is_whole && value != L"before", "a table that cannot be read found something");
     if (value != L"before") part->Count("found");
   }
-  const std::wstring harmed = foreign.FindHarmed();
-  part->FaultIf(!harmed.empty(), "harmed " + util::ToAnsi(harmed));
+  for (const std::wstring& path : foreign.FindHarmed()) {
+    part->Fault("harmed " + util::ToAnsi(path));
+  }
   part->FaultIf(temp.Files() != of_the_installer, "something is left in the temporary folder");
   const UINT leaked = rig.CountLeakedHandles() - 1;  // The package's database is open.
   part->FaultIf(leaked != 0, std::to_string(leaked) + " installer handles left open");
