@@ -3,7 +3,7 @@
 # each. Sets up and builds what is missing; takes some minutes, with --short about one.
 #   ./reliability.sh [--short] [--seed N] [--only "name"] [--from N] [--runs N]
 # The same seed (1) draws the same runs on every machine; a fault is printed with the options that repeat
-# it alone. The last line is the verdict.
+# it alone. --only takes the start of a part's name as well. The last line is the verdict.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
@@ -20,6 +20,32 @@ while [ $# -gt 0 ]; do
   esac
   shift
 done
+
+# Name, library (with its own checks on, or as it ships), runs, runs when short. All but the last are test
+# cases of that name.
+parts=(
+  "downloads with faults,checked,1000,120"
+  "pipe messages,checked,500,80"
+  "prerequisite tables,checked,200,20"
+  "search tables,checked,400,60"
+  "texts,checked,200000,20000"
+  "calls,ship,1000,100"
+  "loads and unloads,ship,200,200"
+  "killed installations,ship,16,2"
+)
+
+# wanted <name>: a fault of "calls" names the export after it.
+wanted() { [[ $1 == "$only"* || $only == "$1 of "* ]]; }
+
+any=no
+for entry in "${parts[@]}"; do
+  ! wanted "${entry%%,*}" || any=yes
+done
+if [ "$any" = no ]; then
+  echo "reliability: no part is named $only; there are:" >&2
+  printf '  %s\n' "${parts[@]%%,*}" >&2
+  exit 2
+fi
 
 logs=build/reliability
 mkdir -p "$logs"
@@ -44,21 +70,6 @@ part() { # name command...
     match($0, /[0-9]+ runs  /) {n += substr($0, RSTART)} END {print n + 0}')))
 }
 
-# wanted <name> <runs> <runs when short>: leaves in $count how many runs there are to be.
-wanted() {
-  [ -z "$only" ] || [[ $only == "$1"* ]] || return 1
-  count=$2
-  [ "$short" = no ] || count=$3
-  [ -z "$runs" ] || count=$runs
-}
-
-# In the program of the preset, a part is a test case of that name.
-random_part() { # name preset runs runs-when-short
-  wanted "$1" "$3" "$4" || return 0
-  part "$1" scripts/wine.sh "build/$2/bin/reliability.exe" "-tc=$1" \
-    "--seed=$seed" "--from=$from" "--runs=$count"
-}
-
 scripts/setup.sh
 for preset in checked ship; do
   { cmake --preset "$preset" && cmake --build --preset "$preset"; } >"$logs/build-$preset.log" 2>&1 || {
@@ -70,18 +81,18 @@ done
 scripts/wine.sh --boot
 
 echo "seed $seed"
-# With the library's own checks on.
-random_part "downloads with faults" checked 1000 120
-random_part "pipe messages" checked 500 80
-random_part "prerequisite tables" checked 200 20
-random_part "search tables" checked 400 60
-random_part "texts" checked 200000 20000
-# The library as it ships.
-random_part "calls" ship 1000 100
-random_part "loads and unloads" ship 200 200
-if wanted "killed installations" 16 2; then
-  part "killed installations" scripts/reliability/kills.sh "$count" "$seed" "$from"
-fi
+for entry in "${parts[@]}"; do
+  IFS=, read -r name preset count short_count <<<"$entry"
+  wanted "$name" || continue
+  [ "$short" = no ] || count=$short_count
+  [ -z "$runs" ] || count=$runs
+  if [ "$name" = "killed installations" ]; then
+    part "$name" scripts/reliability/kills.sh "$count" "$seed" "$from"
+  else
+    part "$name" scripts/wine.sh "build/$preset/bin/reliability.exe" "-tc=$name" \
+      "--seed=$seed" "--from=$from" "--runs=$count"
+  fi
+done
 
 echo "reliability: $all_runs runs, $all_faults faults"
 [ "$all_faults" = 0 ]
