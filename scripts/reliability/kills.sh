@@ -31,6 +31,7 @@ kept_files=0
 launches=0
 spared=0
 interrupted=0
+killed_twice=0
 declare -A had_finished=() had_begun=() interrupted_now=() left_at_kill=()
 
 fault() {
@@ -109,6 +110,7 @@ log_on() {
 kill_installer() {
   local attempt
   for attempt in 1 2 3; do
+    [ "$attempt" != 2 ] || killed_twice=$((killed_twice + 1))
     scripts/wine.sh taskkill /f /im msiexec.exe >/dev/null 2>&1 || true
     scripts/wine.sh taskkill /f /im Setup.exe >/dev/null 2>&1 || true
     ! timeout 15 scripts/wine.sh --wait || return 0
@@ -258,9 +260,9 @@ for ((kill_number = first; kill_number < first + kills; ++kill_number)); do
   [ $((kill_number + 1)) != $((first + kills)) ] || check_next_logon
 done
 
-printf '%-26s%d runs  %d of the machine, %d of the installer  %d resumed by themselves  %d started again  %d mended by hand  ' \
-  "killed installations" "$kills" "$machine_kills" $((kills - machine_kills)) "$resumed" \
-  "$started_again" "$repaired"
+printf '%-26s%d runs  %d of the machine, %d of the installer (%d needed a second kill)  %d resumed by themselves  %d started again  %d mended by hand  ' \
+  "killed installations" "$kills" "$machine_kills" $((kills - machine_kills)) "$killed_twice" \
+  "$resumed" "$started_again" "$repaired"
 printf '%d setups launched, %d that had finished not again, %d killed themselves  ' "$launches" \
   "$spared" "$interrupted"
 printf '%d foreign files kept  %d faults\n' "$kept_files" "$faults"
