@@ -1,17 +1,18 @@
 #!/usr/bin/env bash
 # Reliability in figures: random faults, random input, repetition and sudden death, one line of counts
 # each. Sets up and builds what is missing; takes some minutes, with --short about one.
-#   ./reliability.sh [--short] [--seed N] [--only "name"] [--from N] [--runs N]
-# The same seed (1) draws the same runs on every machine; a fault is printed with the options that repeat
-# it alone. --only takes the start of a part's name as well. The last line is the verdict.
+#   ./reliability.sh [--short] [--start N] [--only "name"] [--from N] [--runs N]
+# The random numbers have a fixed start (1), so the same runs are drawn on every machine; a fault is printed
+# with the options that repeat it alone. --only takes the beginning of a part's name as well. The last line
+# is the verdict.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
-short=no seed=1 only="" from=0 runs=""
+short=no start=1 only="" from=0 runs=""
 while [ $# -gt 0 ]; do
   case $1 in
     --short) short=yes ;;
-    --seed | --only | --from | --runs)
+    --start | --only | --from | --runs)
       [ $# -gt 1 ] || { echo "reliability: $1 wants a value" >&2; exit 2; }
       printf -v "${1#--}" %s "$2"
       shift
@@ -80,17 +81,17 @@ for preset in checked ship; do
 done
 scripts/wine.sh --boot
 
-echo "seed $seed"
+echo "random numbers from start $start"
 for entry in "${parts[@]}"; do
   IFS=, read -r name preset count short_count <<<"$entry"
   wanted "$name" || continue
   [ "$short" = no ] || count=$short_count
   [ -z "$runs" ] || count=$runs
   if [ "$name" = "killed installations" ]; then
-    part "$name" scripts/reliability/kills.sh "$count" "$seed" "$from"
+    part "$name" scripts/reliability/kills.sh "$count" "$start" "$from"
   else
     part "$name" scripts/wine.sh "build/$preset/bin/reliability.exe" "-tc=$name" \
-      "--seed=$seed" "--from=$from" "--runs=$count"
+      "--start=$start" "--from=$from" "--runs=$count"
   fi
 done
 

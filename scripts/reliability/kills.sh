@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Kills an installation of the sample package at random moments, starts it again as its user would, and
 # looks at what there is in the end:
-#   scripts/reliability/kills.sh <kills> <seed> [first]
+#   scripts/reliability/kills.sh <kills> <start> [first]
 # About half of the kills take the whole machine down, and the next logon starts what is registered; the
 # others take the installer's processes alone. Then the user starts the setup executable again unless all is
 # there, and repairs a product that was there before its last prerequisites. In the end the product and its
@@ -11,7 +11,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 kills=$1
-seed=$2
+start=$2
 first=${3:-0}
 source scripts/demo/lib.sh
 interface=silent interface_switch=(/qn)
@@ -36,7 +36,7 @@ declare -A had_finished=() had_begun=() interrupted_now=() left_at_kill=()
 
 fault() {
   faults=$((faults + 1))
-  echo "FAULT --only \"killed installations\" --seed $seed --from $kill_number --runs 1 ($delay_ms ms after ${step_names[$step_drawn]}, $victim): $*"
+  echo "FAULT --only \"killed installations\" --start $start --from $kill_number --runs 1 ($delay_ms ms after ${step_names[$step_drawn]}, $victim): $*"
 }
 
 # Steps of an installation, as they can be seen from outside.
@@ -166,7 +166,7 @@ check_end() {
 }
 
 run_kill() {
-  RANDOM=$((seed * 1000 + kill_number))
+  RANDOM=$((start * 1000 + kill_number))
   restore_machine
   place_foreign_files
   scripts/wine.sh wineboot >/dev/null 2>&1

@@ -74,7 +74,7 @@ bool BusySession::Run(const std::string& custom_action, const std::function<UINT
     rig_->SetProperty(L"QX_FilesInsideExe", L"1");
     client.emplace([&asked] {
       const PipeClient pipe(util::ToDecimalAnsi(::GetCurrentProcessId()));
-      asked = pipe.Ask(L"150994944") == L"OK" && pipe.Ask(L"C:\\x") == L"OK";
+      asked = pipe.Ask(kPipeFile) == L"OK" && pipe.Ask(L"C:\\x") == L"OK";
       pipe.Say(L"CLOSE");
     });
   } else if (custom_action == "CleanPrereq") {

@@ -21,9 +21,9 @@ uint32_t Option(const char* name, uint32_t otherwise) {
              : otherwise;
 }
 
-// Parts differ in what they draw for the same seed and run.
-uint64_t StartOf(uint32_t seed, const std::string& name, uint32_t run) {
-  uint64_t start = uint64_t{seed} << 32 | run;
+// Parts differ in what they draw for the same start and run.
+uint64_t StartOf(uint32_t option, const std::string& name, uint32_t run) {
+  uint64_t start = uint64_t{option} << 32 | run;
   for (const char letter : name) start = start * 31 + static_cast<unsigned char>(letter);
   return Random(start).Next();
 }
@@ -39,7 +39,7 @@ void End(const std::string& line, UINT code) {
 
 Part::Part(std::string name, uint32_t default_runs, DWORD limit_ms)
     : name_(std::move(name)),
-      seed_(Option("--seed=", 1)),
+      start_(Option("--start=", 1)),
       from_(Option("--from=", 0)),
       runs_(Option("--runs=", default_runs)),
       limit_ms_(limit_ms),
@@ -78,7 +78,7 @@ void Part::ForEachRun(const std::function<void(Random*)>& run) {
   for (uint32_t i = 0; i < runs_; ++i) {
     began_ = ::GetTickCount();
     run_ = static_cast<LONG>(from_ + i);
-    Random random(StartOf(seed_, name_, from_ + i));
+    Random random(StartOf(start_, name_, from_ + i));
     run(&random);
   }
   run_ = -1;
@@ -107,7 +107,7 @@ void Part::Add(const std::string& what, uint64_t more, bool is_bytes) {
 
 std::string Part::Where() const {
   const LONG run = run_;
-  std::string where = "--only \"" + name_ + "\" --seed " + std::to_string(seed_);
+  std::string where = "--only \"" + name_ + "\" --start " + std::to_string(start_);
   // What shows only after all runs has no run to blame.
   if (run >= 0) where += " --from " + std::to_string(run) + " --runs 1";
   return where;

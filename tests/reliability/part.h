@@ -17,7 +17,7 @@ namespace test {
 // One part of the reliability runs: so many runs, each with a random start of its own that the
 // command line, the part's name and the run's number make, and a line of counts at the end. The
 // command line may hold
-//   --seed=N   the start of all randomness (1)
+//   --start=N  the start of all randomness (1)
 //   --from=N   the first run (0)
 //   --runs=N   how many
 // A run that shows a fault, crashes or hangs says how to repeat it alone. One part at a time.
@@ -59,7 +59,7 @@ class Part {
   static LONG WINAPI OnCrash(EXCEPTION_POINTERS* crash);
 
   std::string name_;
-  uint32_t seed_;
+  uint32_t start_;
   uint32_t from_;
   uint32_t runs_;
   DWORD limit_ms_;

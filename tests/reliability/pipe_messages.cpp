@@ -25,6 +25,11 @@
 #include "util/text.h"
 
 using test::ForeignFiles;
+using test::kPipeDiskFull;
+using test::kPipeFile;
+using test::kPipeGroupStart;
+using test::kPipeProgress;
+using test::kPipeTotal;
 using test::MsiSessionRig;
 using test::Part;
 using test::PipeClient;
@@ -38,11 +43,6 @@ using Texts = std::vector<std::wstring>;
 
 namespace {
 
-constexpr wchar_t kTotal[] = L"184549376";
-constexpr wchar_t kProgress[] = L"167772160";
-constexpr wchar_t kDiskFull[] = L"117440512";
-constexpr wchar_t kGroupStart[] = L"134217728";
-constexpr wchar_t kFile[] = L"150994944";
 constexpr wchar_t kClose[] = L"CLOSE";
 
 constexpr size_t kTalksPerSession = 8;
@@ -103,26 +103,26 @@ Talk WellFormed(Random* random, const TempFolder& folder, const ForeignFiles& fo
   for (size_t step = random->Below(12); step != 0; --step) {
     switch (random->Below(6)) {
       case 0:
-        talk.Say(kTotal);
+        talk.Say(kPipeTotal);
         SayBytes(&talk, random);
         break;
       case 1:
-        talk.Say(kProgress);
+        talk.Say(kPipeProgress);
         SayBytes(&talk, random);
         break;
       case 2:
-        talk.Say(kGroupStart);
+        talk.Say(kPipeGroupStart);
         talk.Say(random->Pick(Texts{L"101", L"104", L"100", L"-1", L"99999999999"}));
         break;
       case 3:
-        talk.Say(kDiskFull);
+        talk.Say(kPipeDiskFull);
         talk.Say(random->Pick(Texts{L"C:\\", L"\\\\?\\C:\\x", L"Q:\\", L"x"}));
         SayBytes(&talk, random);
         break;
       default: {
         std::wstring path = RandomPath(random, folder, foreign);
         if (path == kClose) path += L'.';
-        talk.Say(kFile);
+        talk.Say(kPipeFile);
         talk.Say(path);
         talk.files.push_back(std::move(path));
       }
@@ -147,7 +147,8 @@ Talk Mangled(Random* random, Talk talk) {
         if (place != talk.messages.end() && place->empty()) talk.messages.erase(place);
         continue;
       case 2:
-        text = random->Pick(Texts{kTotal, kProgress, kDiskFull, kGroupStart, kFile, kClose});
+        text = random->Pick(
+            Texts{kPipeTotal, kPipeProgress, kPipeDiskFull, kPipeGroupStart, kPipeFile, kClose});
         break;
       case 3:
         text.assign(util::PipeChannel::kLongestTextChars + random->Below(4) - 1, L'l');
