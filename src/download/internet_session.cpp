@@ -51,7 +51,7 @@ uint32_t InternetSession::OpenRequest(const char* verb, const std::string& objec
 }
 
 uint32_t InternetSession::Send(const std::string& headers) {
-  return RunSending(Operation::kSend, [&] {
+  return Run(Operation::kSend, /*pausable=*/false, [&] {
     return Internet().HttpSendRequestA(request_, OrNull(headers),
                                        static_cast<DWORD>(headers.size()), nullptr, 0) != FALSE;
   });
@@ -79,7 +79,7 @@ uint32_t InternetSession::FindFtpFileSize(const std::string& path, uint32_t* siz
 
 uint32_t InternetSession::SendFtpCommand(const std::string& command) {
   bool at_once = false;
-  const uint32_t error = RunSending(Operation::kFtpCommand, [&] {
+  const uint32_t error = Run(Operation::kFtpCommand, /*pausable=*/false, [&] {
     return at_once = FtpCommand(connection_.Get(), command.c_str(), context());
   });
   if (at_once) link_->ReadServerResponse();  // Else the callback has read it.
@@ -127,7 +127,7 @@ uint32_t InternetSession::RunOpening(Operation operation, HINTERNET* handle, Cal
 }
 
 template <typename Call>
-uint32_t InternetSession::RunSending(Operation operation, Call call) {
+uint32_t InternetSession::Run(Operation operation, bool pausable, Call call) {
   link_->Begin(operation);
   if (call()) {
     link_->EndAtOnce();
@@ -138,28 +138,20 @@ uint32_t InternetSession::RunSending(Operation operation, Call call) {
     link_->EndAtOnce();
     return Failure(error);
   }
-  if (const uint32_t ended = Await(/*pausable=*/false)) return ended;
+  if (const uint32_t ended = Await(pausable)) return ended;
   return link_->result() != 0 ? NO_ERROR : Failure(link_->error());
 }
 
 template <typename Call>
 uint32_t InternetSession::RunReading(Operation operation, DWORD* count, Call call) {
-  link_->Begin(operation);
-  link_->count = 0;
-  if (call()) {
-    link_->EndAtOnce();
-    *count = link_->count;
-    return NO_ERROR;
-  }
-  const DWORD error = ::GetLastError();
-  if (error != ERROR_IO_PENDING) {
-    link_->EndAtOnce();
-    return Failure(error);
-  }
-  if (const uint32_t ended = Await(/*pausable=*/true)) return ended;
-  if (link_->result() == 0) return Failure(link_->error());
-  // A call that succeeded leaves its count in the error word.
-  const auto counted = static_cast<int32_t>(link_->error());
+  bool at_once = false;
+  const uint32_t error = Run(operation, /*pausable=*/true, [&] {
+    link_->count = 0;
+    return at_once = call();
+  });
+  if (error != NO_ERROR) return error;
+  // A call that succeeded later leaves its count in the error word.
+  const auto counted = at_once ? 0 : static_cast<int32_t>(link_->error());
   *count = counted > 0 ? static_cast<DWORD>(counted) : link_->count;
   return NO_ERROR;
 }

@@ -57,7 +57,7 @@ class InternetSession {
   template <typename Call>
   uint32_t RunOpening(Operation operation, HINTERNET* handle, Call call);
   template <typename Call>
-  uint32_t RunSending(Operation operation, Call call);
+  uint32_t Run(Operation operation, bool pausable, Call call);
   template <typename Call>
   uint32_t RunReading(Operation operation, DWORD* count, Call call);
   uint32_t Await(bool pausable);
