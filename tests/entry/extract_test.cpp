@@ -13,6 +13,11 @@
 #include "util/os_family.h"
 #include "util/text.h"
 
+using test::kPipeDiskFull;
+using test::kPipeFile;
+using test::kPipeGroupStart;
+using test::kPipeProgress;
+using test::kPipeTotal;
 using test::MsiSessionRig;
 using test::PipeClient;
 using test::ScriptedUi;
@@ -23,13 +28,6 @@ using test::Worker;
 using Texts = std::vector<std::wstring>;
 
 namespace {
-
-// Kinds of messages.
-constexpr wchar_t kTotal[] = L"184549376";
-constexpr wchar_t kProgress[] = L"167772160";
-constexpr wchar_t kDiskFull[] = L"117440512";
-constexpr wchar_t kGroupStart[] = L"134217728";
-constexpr wchar_t kFile[] = L"150994944";
 
 constexpr UINT kErrorRetryCancel = 0x01000005;
 
@@ -255,57 +253,57 @@ TEST_CASE("every message gets its answer and is shown") {
   Extraction extraction;
   extraction.rig->SetProperty(L"QX_PREREQFILES", L"C:\\earlier");
   extraction.Run({
-      kTotal,
+      kPipeTotal,
       L"8192",
       L"0",  // Two bytes a tick.
-      kGroupStart,
+      kPipeGroupStart,
       L"101",  // One answer for the group.
-      kProgress,
+      kPipeProgress,
       L"2047",
       L"0",  //
-      kProgress,
+      kPipeProgress,
       L"2048",
       L"0",  // No tick more:
-      kProgress,
+      kPipeProgress,
       L"2049",
       L"0",  // a tick begun is none.
-      kProgress,
+      kPipeProgress,
       L"100",
       L"0",  // Back.
-      kFile,
+      kPipeFile,
       L"C:\\a\x017C.exe",  //
-      kFile,
+      kPipeFile,
       L"\\\\?\\C:\\b",  // As it is.
-      kGroupStart,
+      kPipeGroupStart,
       L"104",  //
-      kGroupStart,
+      kPipeGroupStart,
       L"102",  // Nobody asked for it,
-      kGroupStart,
+      kPipeGroupStart,
       L"99999999999",  // it is made up,
-      kGroupStart,
+      kPipeGroupStart,
       L"0",  //
       L"7",
       L"anything",  // Kinds that nobody knows.
       L"junk",
       L"CLOSE",  // No end where a text is due.
       L"-1",
-      kProgress,  //
-      kFile,
+      kPipeProgress,  //
+      kPipeFile,
       L"CLOSE",  //
       // The end in place of a number is not answered.
-      kTotal,
+      kPipeTotal,
       L"!CLOSE",
-      kTotal,
+      kPipeTotal,
       L"1",
       L"!CLOSE",  //
-      kProgress,
+      kPipeProgress,
       L"!CLOSE",
-      kGroupStart,
+      kPipeGroupStart,
       L"!CLOSE",  //
-      kDiskFull,
+      kPipeDiskFull,
       L"C:\\",
       L"!CLOSE",
-      kProgress,
+      kPipeProgress,
       L"6000",
       L"0",
   });
@@ -327,28 +325,35 @@ TEST_CASE("no number of bytes does more than move the bar, and that never backwa
     Texts shown;
   } cases[] = {
       {"more than 4 GiB",
-       {kTotal, L"0", L"2", kProgress, L"0", L"1"},
+       {kPipeTotal, L"0", L"2", kPipeProgress, L"0", L"1"},
        {L"R4096", L"+2048", L"+2048"}},
       // A low part beyond 31 bits takes one from the high part.
       {"5 GiB, well split",
-       {kTotal, L"1073741824", L"1", kProgress, L"-2147483648", L"1"},
+       {kPipeTotal, L"1073741824", L"1", kPipeProgress, L"-2147483648", L"1"},
        {L"R4096", L"+1638", L"+2458"}},
-      {"3 GiB, wrongly split", {kTotal, L"3221225472", L"0"}, {L"R4096"}},
-      {"no total", {kProgress, L"100", L"0"}, {}},
+      {"3 GiB, wrongly split", {kPipeTotal, L"3221225472", L"0"}, {L"R4096"}},
+      {"no total", {kPipeProgress, L"100", L"0"}, {}},
       {"a total of 0",
-       {kTotal, L"0", L"0", kProgress, L"0", L"0", kProgress, L"5", L"0"},
+       {kPipeTotal, L"0", L"0", kPipeProgress, L"0", L"0", kPipeProgress, L"5", L"0"},
        {L"R4096"}},
-      {"a total below 0", {kTotal, L"-4096", L"0", kProgress, L"1", L"0"}, {L"R4096"}},
-      {"both below 0", {kTotal, L"-8192", L"0", kProgress, L"-200", L"0"}, {L"R4096", L"+100"}},
-      {"progress below 0", {kTotal, L"4096", L"0", kProgress, L"-5", L"0"}, {L"R4096", L"+4096"}},
-      {"twice the total", {kTotal, L"4096", L"0", kProgress, L"8192", L"0"}, {L"R4096", L"+8192"}},
+      {"a total below 0", {kPipeTotal, L"-4096", L"0", kPipeProgress, L"1", L"0"}, {L"R4096"}},
+      {"both below 0",
+       {kPipeTotal, L"-8192", L"0", kPipeProgress, L"-200", L"0"},
+       {L"R4096", L"+100"}},
+      {"progress below 0",
+       {kPipeTotal, L"4096", L"0", kPipeProgress, L"-5", L"0"},
+       {L"R4096", L"+4096"}},
+      {"twice the total",
+       {kPipeTotal, L"4096", L"0", kPipeProgress, L"8192", L"0"},
+       {L"R4096", L"+8192"}},
       {"beyond all ticks",
-       {kTotal, L"1", L"0", kProgress, L"-1", L"2147483647", kProgress, L"-1", L"2147483647"},
+       {kPipeTotal, L"1", L"0", kPipeProgress, L"-1", L"2147483647", kPipeProgress, L"-1",
+        L"2147483647"},
        {L"R4096", L"+2147483647"}},
       // The ticks already shown count on.
       {"a second total",
-       {kTotal, L"4096", L"0", kProgress, L"100", L"0", kTotal, L"8192", L"0", kProgress, L"100",
-        L"0", kProgress, L"202", L"0"},
+       {kPipeTotal, L"4096", L"0", kPipeProgress, L"100", L"0", kPipeTotal, L"8192", L"0",
+        kPipeProgress, L"100", L"0", kPipeProgress, L"202", L"0"},
        {L"R4096", L"+100", L"R4096", L"+1", L"+3995"}},
   };
   for (const auto& [name, texts, shown] : cases) {
@@ -369,29 +374,30 @@ TEST_CASE(
     Texts answers;  // The last of each message.
     UINT result;
   } cases[] = {
-      {"at the selection", {IDCANCEL}, {kTotal, L"4", L"0"}, {L"OK"}, 0},
+      {"at the selection", {IDCANCEL}, {kPipeTotal, L"4", L"0"}, {L"OK"}, 0},
       {"at the total, and then not any more",
        {IDOK, IDCANCEL, IDOK},
-       {kTotal, L"4", L"0", kProgress, L"0", L"0", kProgress, L"1", L"0"},
+       {kPipeTotal, L"4", L"0", kPipeProgress, L"0", L"0", kPipeProgress, L"1", L"0"},
        {L"CLOSE", L"CLOSE", L"OK"},
        0},
       {"at the total, and the bar is full",
        {IDOK, IDCANCEL, IDCANCEL, IDCANCEL},
-       {kTotal, L"4", L"0", kProgress, L"4", L"0", kGroupStart, L"101", kFile, L"x"},
+       {kPipeTotal, L"4", L"0", kPipeProgress, L"4", L"0", kPipeGroupStart, L"101", kPipeFile,
+        L"x"},
        {L"CLOSE", L"CLOSE", L"OK", L"OK"},
        1},
       {"at a step",
        {IDOK, IDOK, IDCANCEL},
-       {kTotal, L"4", L"0", kProgress, L"4", L"0", kProgress, L"4", L"0"},
+       {kPipeTotal, L"4", L"0", kPipeProgress, L"4", L"0", kPipeProgress, L"4", L"0"},
        {L"OK", L"CLOSE", L"CLOSE"},
        1},
       {"at a step, and the fill is answered otherwise",
        {IDOK, IDOK, IDCANCEL, IDOK},
-       {kTotal, L"4", L"0", kProgress, L"2", L"0", kProgress, L"1", L"0"},
+       {kPipeTotal, L"4", L"0", kPipeProgress, L"2", L"0", kPipeProgress, L"1", L"0"},
        {L"OK", L"CLOSE", L"CLOSE"},
        0},
-      {"at the fill", {IDOK, IDOK, IDCANCEL}, {kTotal, L"4", L"0"}, {L"OK"}, 1},
-      {"no total, so no fill", {IDOK, IDCANCEL}, {kTotal, L"0", L"0"}, {L"CLOSE"}, 1},
+      {"at the fill", {IDOK, IDOK, IDCANCEL}, {kPipeTotal, L"4", L"0"}, {L"OK"}, 1},
+      {"no total, so no fill", {IDOK, IDCANCEL}, {kPipeTotal, L"0", L"0"}, {L"CLOSE"}, 1},
   };
   for (const auto& [name, progress_answers, texts, answers, result] : cases) {
     CAPTURE(name);
@@ -469,7 +475,7 @@ TEST_CASE("lack of disk space is asked about until there is enough or the user g
     for (const int answer : one.prompt_answers) {
       extraction.ui.Answer(INSTALLMESSAGE_ERROR, answer);
     }
-    extraction.Run({kDiskFull, one.path, one.low, one.high});
+    extraction.Run({kPipeDiskFull, one.path, one.low, one.high});
     CHECK(extraction.answers == Texts{L"OK", L"OK", L"OK", one.answer});
     CHECK(extraction.ShownByClient() ==
           Texts(one.prompts, L"?1601," + one.shown_path + L"," + one.shown_kb));
@@ -521,26 +527,26 @@ TEST_CASE("a client that talks at random is answered by the rules and does no ha
     for (int i = 0; i < 10000; ++i) {
       switch (below(7)) {
         case 0:
-          if (pipe.Ask(kTotal) != L"OK") ++wrong;
+          if (pipe.Ask(kPipeTotal) != L"OK") ++wrong;
           say_long_number(true);
           break;
         case 1:
-          if (pipe.Ask(kProgress) != L"OK") ++wrong;
+          if (pipe.Ask(kPipeProgress) != L"OK") ++wrong;
           say_long_number(true);
           break;
         case 2:
-          if (pipe.Ask(kDiskFull) != L"OK") ++wrong;
+          if (pipe.Ask(kPipeDiskFull) != L"OK") ++wrong;
           say_junk();
           expect(false);
           say_long_number(true);
           break;
         case 3:
-          if (pipe.Ask(kGroupStart) != L"OK") ++wrong;
+          if (pipe.Ask(kPipeGroupStart) != L"OK") ++wrong;
           say_number();
           expect(false);
           break;
         case 4: {
-          if (pipe.Ask(kFile) != L"OK") ++wrong;
+          if (pipe.Ask(kPipeFile) != L"OK") ++wrong;
           recorded.push_back(L"C:\\" + util::ToDecimal(random()));
           if (pipe.Ask(recorded.back()) != L"OK") ++wrong;
           break;

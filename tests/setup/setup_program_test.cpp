@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "archive_writer.h"
+#include "support/pipe_client.h"
 #include "support/redirected_temp.h"
 #include "support/temp_folder.h"
 #include "support/test_package.h"
@@ -18,18 +19,17 @@
 #include "util/unique_handle.h"
 
 using setup::ArchiveWriter;
+using test::kPipeDiskFull;
+using test::kPipeFile;
+using test::kPipeGroupStart;
+using test::kPipeProgress;
+using test::kPipeTotal;
 using test::ReadWholeFile;
 using test::TempFolder;
 using util::PipeChannel;
 using Texts = std::vector<std::wstring>;
 
 namespace {
-
-const std::wstring kTotal = L"184549376";
-const std::wstring kProgress = L"167772160";
-const std::wstring kNoSpace = L"117440512";
-const std::wstring kGroup = L"134217728";
-const std::wstring kFile = L"150994944";
 
 // The name of a pipe of the test's own, as a callback id.
 std::wstring NewId() {
@@ -101,11 +101,11 @@ struct Listener {
       REQUIRE_FALSE(kind.empty());
       channel.Acknowledge();
       std::wstring text;
-      if (kind == kTotal || kind == kProgress) {
+      if (kind == kPipeTotal || kind == kPipeProgress) {
         text = ReadNumber();
       } else {
         text = channel.Receive();
-        if (kind == kNoSpace) {
+        if (kind == kPipeDiskFull) {
           channel.Acknowledge();
           text += L" " + ReadNumber();
         }
@@ -145,12 +145,12 @@ TEST_CASE("asked groups are unpacked and reported, also to a listener that comes
   listener.Serve(Agree);
   CHECK(run.ExitCode() == ERROR_SUCCESS);
 
-  CHECK(listener.messages.front() == std::pair(kTotal, std::wstring(L"300003")));
-  CHECK(listener.messages.back() == std::pair(kProgress, std::wstring(L"300003")));
-  CHECK(listener.Of(kGroup) == Texts{L"103", L"101"});
-  CHECK(listener.Of(kFile) ==
+  CHECK(listener.messages.front() == std::pair(kPipeTotal, std::wstring(L"300003")));
+  CHECK(listener.messages.back() == std::pair(kPipeProgress, std::wstring(L"300003")));
+  CHECK(listener.Of(kPipeGroupStart) == Texts{L"103", L"101"});
+  CHECK(listener.Of(kPipeFile) ==
         Texts{setup.out + L"\\large.bin", setup.out + L"\\b.exe", setup.out + L"\\a.exe"});
-  const Texts progress = listener.Of(kProgress);
+  const Texts progress = listener.Of(kPipeProgress);
   CHECK(progress.size() >= 5);
   int64_t last = 0;
   for (const std::wstring& text : progress) {
@@ -170,8 +170,8 @@ TEST_CASE("a refusal of any message stops it, and it says the end") {
     std::wstring kind;
     int nth;
     size_t files;
-  } cases[] = {{kTotal, 1, 0}, {kGroup, 1, 0},    {kProgress, 1, 0},
-               {kFile, 1, 1},  {kProgress, 3, 0}, {kGroup, 2, 2}};
+  } cases[] = {{kPipeTotal, 1, 0}, {kPipeGroupStart, 1, 0}, {kPipeProgress, 1, 0},
+               {kPipeFile, 1, 1},  {kPipeProgress, 3, 0},   {kPipeGroupStart, 2, 2}};
   for (const auto& one : cases) {
     CAPTURE(util::ToAnsi(one.kind));
     CAPTURE(one.nth);
@@ -185,7 +185,7 @@ TEST_CASE("a refusal of any message stops it, and it says the end") {
     });
     CHECK(run.ExitCode() == ERROR_INSTALL_USEREXIT);
     CHECK(listener.messages.back().first == one.kind);
-    CHECK(listener.Of(kFile).size() == one.files);
+    CHECK(listener.Of(kPipeFile).size() == one.files);
     CHECK(util::FileExists(setup.out + L"\\large.bin") == (one.files > 0));
     CHECK_FALSE(util::PathExists(setup.out + L"\\large.bin.part"));
     CHECK_FALSE(util::PathExists(setup.out + L"\\a.exe"));
@@ -212,11 +212,11 @@ TEST_CASE("lack of disk space is asked about before a file is written") {
     const Run run(program,
                   L"/groupsextract:101; /out:\"" + folder.path() + L"\" /callbackid:" + id);
     listener.Serve([&](const std::wstring& kind) {
-      return retry || kind != kNoSpace ? std::wstring(L"OK") : std::wstring(L"CLOSE");
+      return retry || kind != kPipeDiskFull ? std::wstring(L"OK") : std::wstring(L"CLOSE");
     });
-    CHECK(listener.messages.front() == std::pair(kTotal, std::wstring(L"1152921504606846976")));
+    CHECK(listener.messages.front() == std::pair(kPipeTotal, std::wstring(L"1152921504606846976")));
     CHECK(listener.messages.back() ==
-          std::pair(kNoSpace, folder / L"huge.bin 1152921504606846976"));
+          std::pair(kPipeDiskFull, folder / L"huge.bin 1152921504606846976"));
     // Tried when there is space, as the answer says, and then it is not what it said.
     CHECK(run.ExitCode() == (retry ? ERROR_FILE_CORRUPT : ERROR_DISK_FULL));
     CHECK_FALSE(util::PathExists(folder / L"huge.bin"));

@@ -8,6 +8,14 @@
 
 namespace test {
 
+// What the first message of a group says. Written out, not taken from the library: setup
+// executables of other makers have these numbers in them.
+inline const std::wstring kPipeTotal = L"184549376";
+inline const std::wstring kPipeProgress = L"167772160";
+inline const std::wstring kPipeDiskFull = L"117440512";
+inline const std::wstring kPipeGroupStart = L"134217728";
+inline const std::wstring kPipeFile = L"150994944";
+
 // The client's end of a pipe channel, made of the system's calls alone.
 class PipeClient {
  public:
