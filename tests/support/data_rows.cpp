@@ -1,0 +1,98 @@
+#include "support/data_rows.h"
+
+#include <windows.h>
+
+#include <doctest.h>
+
+#include <cwchar>
+
+#include "support/temp_folder.h"
+#include "util/text.h"
+
+namespace test {
+namespace {
+
+std::wstring FromUtf8(const std::string& text) {
+  std::wstring wide(text.size(), L'\0');
+  const int length = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                           wide.data(), static_cast<int>(wide.size()));
+  wide.resize(static_cast<size_t>(length));
+  return wide;
+}
+
+std::wstring Unescape(const std::wstring& text) {
+  std::wstring result;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != L'\\' || i + 1 == text.size()) {
+      result += text[i];
+      continue;
+    }
+    switch (text[++i]) {
+      case L'n':
+        result += L'\n';
+        break;
+      case L'r':
+        result += L'\r';
+        break;
+      case L't':
+        result += L'\t';
+        break;
+      case L's':
+        result += L' ';
+        break;
+      case L'p':
+        result += L'|';
+        break;
+      case L'x':
+        result += static_cast<wchar_t>(std::wcstoul(text.substr(i + 1, 4).c_str(), nullptr, 16));
+        i += 4;
+        break;
+      default:
+        result += text[i];
+    }
+  }
+  return result;
+}
+
+std::wstring ToCell(std::wstring text) {
+  const size_t first = text.find_first_not_of(L" \t\r");
+  if (first == text.npos) return {};
+  text = text.substr(first, text.find_last_not_of(L" \t\r") - first + 1);
+  const size_t star = text.rfind(L'*');
+  if (text.front() != L'*' || star == 0) return Unescape(text);
+  const std::wstring piece = Unescape(text.substr(1, star - 1));
+  std::wstring repeated;
+  for (auto left = util::ParseDecimal<int>(text.substr(star + 1)); left > 0; --left) {
+    repeated += piece;
+  }
+  return repeated;
+}
+
+}  // namespace
+
+const std::wstring& DataRow::operator[](size_t cell) const {
+  static const std::wstring kEmpty;
+  return cell < cells.size() ? cells[cell] : kEmpty;
+}
+
+std::string DataRow::Ansi(size_t cell) const { return util::ToAnsi((*this)[cell]); }
+
+int DataRow::Number(size_t cell) const { return util::ParseDecimal<int>((*this)[cell]); }
+
+std::vector<DataRow> ReadDataRows(const char* file) {
+  const std::wstring path = std::wstring(PREREQ_TESTS_DIR) + L"/" + util::ToWide(file);
+  std::vector<DataRow> rows;
+  int number = 0;
+  for (const std::wstring& line : util::Split(FromUtf8(ReadWholeFile(path)), L'\n')) {
+    ++number;
+    if (line.find_first_not_of(L" \t\r") == line.npos || line.front() == L'#') continue;
+    DataRow row{number, {}};
+    for (const std::wstring& cell : util::Split(line, L'|')) row.cells.push_back(ToCell(cell));
+    rows.push_back(std::move(row));
+  }
+  INFO(file);
+  REQUIRE_FALSE(rows.empty());
+  return rows;
+}
+
+}  // namespace test
