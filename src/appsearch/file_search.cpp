@@ -12,13 +12,12 @@
 #include "util/ansi_text.h"
 #include "util/file_version.h"
 #include "util/scope_exit.h"
+#include "util/sized_text.h"
 #include "util/unique_handle.h"
 #include "util/wow64.h"
 
 namespace appsearch {
 namespace {
-
-constexpr size_t kDriveStringsChars = 100;
 
 struct Place {
   std::string folder;  // With a backslash at its end.
@@ -40,19 +39,17 @@ int32_t ParseDepth(std::string_view text) {
 }
 
 std::vector<std::string> FixedDrives() {
-  std::vector<char> roots(kDriveStringsChars);
-  DWORD length = ::GetLogicalDriveStringsA(kDriveStringsChars, roots.data());
-  if (length > kDriveStringsChars) {  // Nearly all letters are taken.
-    roots.resize(length);
-    length = ::GetLogicalDriveStringsA(length, roots.data());
-  }
+  const auto read = [](char* buffer, DWORD size) {
+    return ::GetLogicalDriveStringsA(size, buffer);
+  };
+  const std::string roots = util::ReadSizedText(read).value_or("");
   std::vector<std::string> drives;
-  // Each root ends in a zero.
-  for (size_t at = 0; at < length && length <= roots.size(); at += drives.back().size() + 1) {
-    drives.emplace_back(&roots[at]);
+  // Each root ends in a null.
+  for (size_t at = 0; at < roots.size();) {
+    std::string root = &roots[at];
+    at += root.size() + 1;
+    if (::GetDriveTypeA(root.c_str()) == DRIVE_FIXED) drives.push_back(std::move(root));
   }
-  std::erase_if(
-      drives, [](const std::string& root) { return ::GetDriveTypeA(root.c_str()) != DRIVE_FIXED; });
   return drives;
 }
 

@@ -8,19 +8,17 @@
 #include "appsearch/installer_folders.h"
 #include "appsearch/registry_values.h"
 #include "util/ansi_text.h"
+#include "util/registry.h"
+#include "util/sized_text.h"
 #include "util/unique_handle.h"
 
 namespace appsearch {
 namespace {
 
 std::optional<std::string> ReadVariable(const std::string& name) {
-  // Counts the terminator, so that a variable that is there but empty is told from none.
-  const DWORD size = ::GetEnvironmentVariableA(name.c_str(), nullptr, 0);
-  if (size == 0) return std::nullopt;
-  std::string value(size, '\0');
-  const DWORD length = ::GetEnvironmentVariableA(name.c_str(), value.data(), size);
-  value.resize(length < size ? length : 0);
-  return value;
+  return util::ReadSizedText([&](char* buffer, DWORD size) {
+    return ::GetEnvironmentVariableA(name.c_str(), buffer, size);
+  });
 }
 
 std::string ReadRegistry(const std::string& name) {
@@ -29,13 +27,10 @@ std::string ReadRegistry(const std::string& name) {
   if (first == util::kNoMark) return {};
   // With one backslash only, the value is the root's own.
   const std::string path = first < last ? name.substr(first + 1, last - first - 1) : std::string();
-  util::UniqueRegistryKey key;
-  if (::RegOpenKeyA(ParseRoot(name.substr(0, first)), path.c_str(), key.Receive()) !=
-      ERROR_SUCCESS) {
-    (void)key.Release();  // Nothing was opened, whatever the slot holds.
-    return {};
-  }
-  return ReadComparableValue(key.Get(), name.substr(last + 1)).value_or("");
+  // All that is allowed, as RegOpenKey opens it.
+  const util::UniqueRegistryKey key =
+      util::OpenRegistryKey(ParseRoot(name.substr(0, first)), path, MAXIMUM_ALLOWED);
+  return key ? ReadComparableValue(key.Get(), name.substr(last + 1)).value_or("") : "";
 }
 
 // Where the reference that begins at `open` ends.

@@ -9,13 +9,16 @@
 #include "appsearch/registry_values.h"
 #include "util/ansi_text.h"
 #include "util/files.h"
+#include "util/find_function.h"
+#include "util/sized_text.h"
 #include "util/unique_handle.h"
 #include "util/wow64.h"
 
 namespace appsearch {
 namespace {
 
-using SystemRead = UINT(WINAPI*)(char* buffer, UINT size_chars);
+using SystemRead = UINT(WINAPI*)(char* buffer, UINT size);
+using GetFolderPath = HRESULT(WINAPI*)(HWND, int, HANDLE, DWORD, char*);
 
 struct ShellFolder {
   std::string_view name;
@@ -51,31 +54,24 @@ std::optional<std::string> AsFolder(std::string path) {
 
 // Older shells get this function from a library of its own, which came with the installer.
 std::optional<std::string> ReadShellFolder(int id) {
-  using GetFolderPath = HRESULT(WINAPI*)(HWND, int, HANDLE, DWORD, char*);
   constexpr char kFunction[] = "SHGetFolderPathA";
   util::UniqueModule library;
-  FARPROC address = ::GetProcAddress(::GetModuleHandleA("shell32.dll"), kFunction);
-  if (address == nullptr) {
+  auto get = util::FindFunction<GetFolderPath>(::GetModuleHandleA("shell32.dll"), kFunction);
+  if (get == nullptr) {
     library.Reset(::LoadLibraryA("shfolder.dll"));
-    address = library ? ::GetProcAddress(library.Get(), kFunction) : nullptr;
+    if (library) get = util::FindFunction<GetFolderPath>(library.Get(), kFunction);
   }
-  if (address == nullptr) return std::nullopt;
-  const auto get_folder_path = reinterpret_cast<GetFolderPath>(reinterpret_cast<void*>(address));
   char path[MAX_PATH] = "";
-  if (get_folder_path(nullptr, id, nullptr, SHGFP_TYPE_CURRENT, path) != S_OK) return std::nullopt;
-  return AsFolder(path);
+  const bool found = get != nullptr && get(nullptr, id, nullptr, SHGFP_TYPE_CURRENT, path) == S_OK;
+  return found ? AsFolder(path) : std::nullopt;
 }
 
-std::string Read(SystemRead read) {
-  char path[MAX_PATH];
-  const UINT length = read(path, MAX_PATH);
-  return length < MAX_PATH ? std::string(path, length) : std::string();
-}
+std::string Read(SystemRead read) { return util::ReadSizedText(read).value_or(""); }
 
 // A 32-bit process is only told its own system folder's 64-bit name.
 std::string Read32BitSystemFolder() {
-  const auto read = reinterpret_cast<SystemRead>(reinterpret_cast<void*>(
-      ::GetProcAddress(::GetModuleHandleA("kernel32.dll"), "GetSystemWow64DirectoryA")));
+  const auto read = util::FindFunction<SystemRead>(::GetModuleHandleA("kernel32.dll"),
+                                                   "GetSystemWow64DirectoryA");
   const std::string folder = read != nullptr ? Read(read) : std::string();
   return folder.empty() ? Read(&::GetSystemDirectoryA) : folder;
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "util/ansi_text.h"
+#include "util/registry.h"
 #include "util/wow64.h"
 
 namespace appsearch {
@@ -49,15 +50,11 @@ HKEY ParseRoot(std::string_view name) {
 }
 
 util::UniqueRegistryKey OpenKey(const std::string& path, bool view64) {
-  util::UniqueRegistryKey key;
   const size_t slash = util::FindMark(path, "\\");
-  if (slash == util::kNoMark) return key;
+  if (slash == util::kNoMark) return {};
   const REGSAM view = view64 && util::Is64BitSystem() ? KEY_WOW64_64KEY : 0;
-  if (::RegOpenKeyExA(ParseRoot(std::string_view(path).substr(0, slash)), path.c_str() + slash + 1,
-                      0, KEY_READ | view, key.Receive()) != ERROR_SUCCESS) {
-    (void)key.Release();  // Nothing was opened, whatever the slot holds.
-  }
-  return key;
+  return util::OpenRegistryKey(ParseRoot(std::string_view(path).substr(0, slash)),
+                               path.substr(slash + 1), KEY_READ | view);
 }
 
 std::optional<ValuePath> SplitValuePath(const std::string& path) {

@@ -59,13 +59,12 @@ bool RegisterResumeJob(const std::wstring& product_code, const ResumeCommand& co
                        const std::wstring& account) {
   // Its reason does not matter: without a scheduler no job can be made.
   (void)util::EnsureSchedulerRuns();
-  const util::ScheduledJob job = {
-      .name = product_code + L".job",
-      .program = command.program,
-      .arguments = command.arguments,
-      .account = account,
-      .flags = TASK_FLAG_HIDDEN | TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
-      .trigger = {.kind = util::TriggerKind::kAtLogon, .start = CurrentUniversalTime()}};
+  const util::ScheduledJob job = {.name = product_code + L".job",
+                                  .program = command.program,
+                                  .arguments = command.arguments,
+                                  .account = account,
+                                  .flags = TASK_FLAG_HIDDEN | TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
+                                  .start = CurrentUniversalTime()};
   return util::CreateScheduledJob(job) || WriteRunValue(product_code, command);
 }
 

@@ -1,6 +1,7 @@
 #include "util/files.h"
 
 #include "util/os_family.h"
+#include "util/sized_text.h"
 #include "util/text.h"
 
 namespace util {
@@ -94,11 +95,8 @@ DWORD MakeFolders(const std::wstring& path) {
 }
 
 std::string ReadTempFolder() {
-  const DWORD needed = ::GetTempPathA(0, nullptr);
-  std::string folder(needed + 1, '\0');
-  const DWORD length = ::GetTempPathA(needed + 1, folder.data());
-  folder.resize(length <= needed ? length : 0);
-  return folder;
+  const auto read = [](char* buffer, DWORD size) { return ::GetTempPathA(size, buffer); };
+  return ReadSizedText(read).value_or("");
 }
 
 std::wstring InstallerProgramPath() {

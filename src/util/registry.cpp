@@ -13,27 +13,33 @@ DWORD StoredBytes(const Text& text) {
   return static_cast<DWORD>(bytes);
 }
 
-}  // namespace
-
-UniqueRegistryKey OpenRegistryKey(HKEY root, const std::wstring& path, REGSAM access) {
+// `call` is LONG(HKEY* key).
+template <typename Call>
+UniqueRegistryKey Receive(Call call) {
   UniqueRegistryKey key;
-  const LONG error = IsNtFamily()
-                         ? ::RegOpenKeyExW(root, path.c_str(), 0, access, key.Receive())
-                         : ::RegOpenKeyExA(root, ToAnsi(path).c_str(), 0, access, key.Receive());
-  if (error != ERROR_SUCCESS) (void)key.Release();  // Nothing was opened.
+  // Nothing is open after a failure, whatever the slot holds.
+  if (call(key.Receive()) != ERROR_SUCCESS) (void)key.Release();
   return key;
 }
 
+}  // namespace
+
+UniqueRegistryKey OpenRegistryKey(HKEY root, const std::wstring& path, REGSAM access) {
+  if (!IsNtFamily()) return OpenRegistryKey(root, ToAnsi(path), access);
+  return Receive([&](HKEY* key) { return ::RegOpenKeyExW(root, path.c_str(), 0, access, key); });
+}
+
+UniqueRegistryKey OpenRegistryKey(HKEY root, const std::string& path, REGSAM access) {
+  return Receive([&](HKEY* key) { return ::RegOpenKeyExA(root, path.c_str(), 0, access, key); });
+}
+
 UniqueRegistryKey CreateRegistryKey(HKEY root, const std::wstring& path, REGSAM access) {
-  UniqueRegistryKey key;
-  const LONG error =
-      IsNtFamily()
-          ? ::RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, access,
-                              nullptr, key.Receive(), nullptr)
-          : ::RegCreateKeyExA(root, ToAnsi(path).c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
-                              access, nullptr, key.Receive(), nullptr);
-  if (error != ERROR_SUCCESS) (void)key.Release();
-  return key;
+  return Receive([&](HKEY* key) {
+    return IsNtFamily() ? ::RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                            access, nullptr, key, nullptr)
+                        : ::RegCreateKeyExA(root, ToAnsi(path).c_str(), 0, nullptr,
+                                            REG_OPTION_NON_VOLATILE, access, nullptr, key, nullptr);
+  });
 }
 
 bool WriteRegistryText(HKEY key, const std::wstring& name, const std::wstring& text) {

@@ -7,14 +7,16 @@
 
 #include "util/unique_handle.h"
 
-// The wide form of every call on the NT family; on the older one the ANSI form, with texts in the
-// ANSI code page. A failure is an empty key or false, without a reason: GetLastError() does not
-// speak of the registry.
+// Wide texts go to the wide calls on Windows NT 4.0 to 11 and to the ANSI ones, in the ANSI code
+// page, on Windows 95/98/Me. A failure is an empty key or false, without a reason: GetLastError()
+// does not speak of the registry.
 namespace util {
 
-// Opens the key `path` below `root`, which is borrowed.
+// Opens the key `path` below `root`, which is borrowed. The narrow form takes a path in the ANSI
+// code page and makes the ANSI call on every system.
 UniqueRegistryKey OpenRegistryKey(HKEY root, const std::wstring& path, REGSAM access);
-// The same; a key that is not there is made, with those above it.
+UniqueRegistryKey OpenRegistryKey(HKEY root, const std::string& path, REGSAM access);
+// As the wide form above; a key that is not there is made, with those above it.
 UniqueRegistryKey CreateRegistryKey(HKEY root, const std::wstring& path, REGSAM access);
 
 // Writes `text` as a REG_SZ value in place of any value of that name.

@@ -10,8 +10,6 @@
 namespace util {
 namespace {
 
-constexpr WORD kIdleMinutes = 10;
-
 struct ServiceTraits {
   using Handle = SC_HANDLE;
   static Handle Invalid() { return nullptr; }
@@ -78,55 +76,26 @@ bool SetProperties(ITask* task, const ScheduledJob& job) {
   // scheduler take one without a password.
   return SUCCEEDED(task->SetApplicationName(job.program.c_str())) &&
          SUCCEEDED(task->SetParameters(job.arguments.c_str())) &&
-         SUCCEEDED(task->SetWorkingDirectory(job.folder.c_str())) &&
-         SUCCEEDED(task->SetComment(job.comment.c_str())) && SUCCEEDED(task->SetFlags(job.flags)) &&
+         // A job that is made over may have had some.
+         SUCCEEDED(task->SetWorkingDirectory(L"")) && SUCCEEDED(task->SetComment(L"")) &&
+         SUCCEEDED(task->SetFlags(job.flags)) &&
          SUCCEEDED(task->SetAccountInformation(job.account.c_str(), nullptr));
 }
 
-TASK_TRIGGER ToTaskTrigger(const JobTrigger& trigger) {
-  TASK_TRIGGER result = {};
-  result.cbTriggerSize = sizeof(result);
-  result.wBeginYear = trigger.start.wYear;
-  result.wBeginMonth = trigger.start.wMonth;
-  result.wBeginDay = trigger.start.wDay;
-  result.wStartHour = trigger.start.wHour;
-  result.wStartMinute = trigger.start.wMinute;
-  switch (trigger.kind) {
-    case TriggerKind::kDaily:
-      result.TriggerType = TASK_TIME_TRIGGER_DAILY;
-      result.Type.Daily.DaysInterval = trigger.interval;
-      break;
-    case TriggerKind::kWeekly:
-      result.TriggerType = TASK_TIME_TRIGGER_WEEKLY;
-      result.Type.Weekly.WeeksInterval = trigger.interval;
-      result.Type.Weekly.rgfDaysOfTheWeek = trigger.days;
-      break;
-    case TriggerKind::kMonthlyDate:
-      result.TriggerType = TASK_TIME_TRIGGER_MONTHLYDATE;
-      result.Type.MonthlyDate.rgfDays = trigger.days;
-      result.Type.MonthlyDate.rgfMonths = trigger.months;
-      break;
-    case TriggerKind::kMonthlyWeekday:
-      result.TriggerType = TASK_TIME_TRIGGER_MONTHLYDOW;
-      result.Type.MonthlyDOW.wWhichWeek = trigger.interval;
-      result.Type.MonthlyDOW.rgfDaysOfTheWeek = trigger.days;
-      result.Type.MonthlyDOW.rgfMonths = trigger.months;
-      break;
-    case TriggerKind::kAtSystemStart:
-      result.TriggerType = TASK_EVENT_TRIGGER_AT_SYSTEMSTART;
-      break;
-    case TriggerKind::kAtLogon:
-      result.TriggerType = TASK_EVENT_TRIGGER_AT_LOGON;
-      break;
-    case TriggerKind::kOnIdle:
-      result.TriggerType = TASK_EVENT_TRIGGER_ON_IDLE;
-      break;
-  }
-  return result;
+TASK_TRIGGER TriggerAtLogon(const SYSTEMTIME& start) {
+  TASK_TRIGGER trigger = {};
+  trigger.cbTriggerSize = sizeof(trigger);
+  trigger.wBeginYear = start.wYear;
+  trigger.wBeginMonth = start.wMonth;
+  trigger.wBeginDay = start.wDay;
+  trigger.wStartHour = start.wHour;
+  trigger.wStartMinute = start.wMinute;
+  trigger.TriggerType = TASK_EVENT_TRIGGER_AT_LOGON;
+  return trigger;
 }
 
 // A job that is made over has triggers already; it ends up with this one alone.
-bool SetOnlyTrigger(ITask* task, const JobTrigger& trigger) {
+bool SetOnlyTrigger(ITask* task, TASK_TRIGGER trigger) {
   WORD count = 0;
   if (FAILED(task->GetTriggerCount(&count))) return false;
   while (count != 0) {
@@ -134,10 +103,8 @@ bool SetOnlyTrigger(ITask* task, const JobTrigger& trigger) {
   }
   UniqueCom<ITaskTrigger> slot;
   WORD index = 0;
-  if (FAILED(task->CreateTrigger(&index, slot.Receive()))) return false;
-  TASK_TRIGGER value = ToTaskTrigger(trigger);
-  return SUCCEEDED(slot.Get()->SetTrigger(&value)) &&
-         (trigger.kind != TriggerKind::kOnIdle || SUCCEEDED(task->SetIdleWait(kIdleMinutes, 0)));
+  return SUCCEEDED(task->CreateTrigger(&index, slot.Receive())) &&
+         SUCCEEDED(slot.Get()->SetTrigger(&trigger));
 }
 
 bool Save(ITask* task) {
@@ -158,8 +125,8 @@ bool CreateScheduledJob(const ScheduledJob& job) {
   const UniqueCom<ITaskScheduler> scheduler = OpenScheduler();
   if (!scheduler) return false;
   const UniqueCom<ITask> task = OpenOrMakeJob(scheduler.Get(), job.name);
-  return task && SetProperties(task.Get(), job) && SetOnlyTrigger(task.Get(), job.trigger) &&
-         Save(task.Get());
+  return task && SetProperties(task.Get(), job) &&
+         SetOnlyTrigger(task.Get(), TriggerAtLogon(job.start)) && Save(task.Get());
 }
 
 bool DeleteScheduledJob(const std::wstring& name) {

@@ -3,42 +3,21 @@
 
 #include <windows.h>
 
-#include <cstdint>
 #include <string>
 
 // Jobs of the system's task scheduler, in the form that the oldest systems with one understand.
 // COM is set up on the calling thread for the length of a call where nobody did so before.
 namespace util {
 
-enum class TriggerKind {
-  kDaily = 1,
-  kWeekly,
-  kMonthlyDate,
-  kMonthlyWeekday,
-  kAtSystemStart,
-  kAtLogon,
-  kOnIdle,  // After 10 minutes.
-};
-
-// When a job runs. Kinds that have no use for one of the numbers pass it over.
-struct JobTrigger {
-  TriggerKind kind = TriggerKind::kDaily;
-  uint16_t interval = 1;  // In days or weeks; for a weekday of a month, which week, from 1 to 5.
-  uint16_t days = 1;      // Bits: days of the month or of the week, from the first or Sunday on.
-  uint16_t months = 1;    // Bits, from January on.
-  // First possible run, by the minute. The scheduler takes it as local time.
-  SYSTEMTIME start = {};
-};
-
+// A job that runs when its user logs on.
 struct ScheduledJob {
   std::wstring name;
   std::wstring program;
   std::wstring arguments;
-  std::wstring folder = {};  // Of work.
-  std::wstring comment = {};
   std::wstring account = {};  // "domain\user", set without a password.
   DWORD flags = 0;  // TASK_FLAG_...; an account without a password needs "only if logged on".
-  JobTrigger trigger = {};
+  // First possible run, by the minute. The scheduler takes it as local time.
+  SYSTEMTIME start = {};
 };
 
 // Starts the scheduler unless it runs already, without waiting until it does. Answers 0 or a system

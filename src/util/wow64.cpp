@@ -1,5 +1,6 @@
 #include "util/wow64.h"
 
+#include "util/find_function.h"
 #include "util/os_family.h"
 
 namespace util {
@@ -8,8 +9,7 @@ namespace {
 // Systems without a 64-bit edition lack these functions.
 template <typename Function>
 Function FindInKernel(const char* name) {
-  return reinterpret_cast<Function>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleA("kernel32.dll"), name)));
+  return FindFunction<Function>(::GetModuleHandleA("kernel32.dll"), name);
 }
 
 }  // namespace

@@ -191,10 +191,8 @@ TEST_CASE("the clean-up takes the resume job of its product back") {
   package.Close();
   SYSTEMTIME now = {};
   ::GetSystemTime(&now);
-  const util::ScheduledJob job = {.name = package.product_code(),
-                                  .program = L"C:\\x.exe",
-                                  .arguments = L"",
-                                  .trigger = {.kind = util::TriggerKind::kAtLogon, .start = now}};
+  const util::ScheduledJob job = {
+      .name = package.product_code(), .program = L"C:\\x.exe", .arguments = L"", .start = now};
   REQUIRE(util::CreateScheduledJob(job));
   MsiSessionRig rig(package);
   CHECK(rig.Call("CleanPrereq") == ERROR_SUCCESS);

@@ -103,13 +103,12 @@ TEST_CASE("removal takes the Run value only along with a job") {
     SYSTEMTIME now = {};
     ::GetSystemTime(&now);
     if (row.has_job) {
-      REQUIRE(util::CreateScheduledJob(
-          {.name = code,
-           .program = L"C:\\x.exe",
-           .arguments = L"",
-           .account = L"domain\\user",
-           .flags = TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
-           .trigger = {.kind = util::TriggerKind::kAtLogon, .start = now}}));
+      REQUIRE(util::CreateScheduledJob({.name = code,
+                                        .program = L"C:\\x.exe",
+                                        .arguments = L"",
+                                        .account = L"domain\\user",
+                                        .flags = TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
+                                        .start = now}));
     }
     if (row.has_value) test::WriteRunValue(code);
     CHECK(prereq::RemoveResumeRegistration(code) == row.answer);

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "support/setup_program.h"
-#include "util/os_family.h"
+#include "util/find_function.h"
 #include "util/text.h"
 #include "util/unique_handle.h"
 
@@ -40,8 +40,8 @@ size_t CountOpenHandles() {
   };
   constexpr int kSystemHandleInformation = 16;
   using QueryInformation = LONG(WINAPI*)(int, void*, ULONG, ULONG*);
-  const auto query = reinterpret_cast<QueryInformation>(reinterpret_cast<void*>(
-      ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+  const auto query = util::FindFunction<QueryInformation>(::GetModuleHandleW(L"ntdll.dll"),
+                                                          "NtQuerySystemInformation");
   std::vector<unsigned char> bytes(size_t{1} << 22);
   ULONG size = 0;
   REQUIRE(query(kSystemHandleInformation, bytes.data(), static_cast<ULONG>(bytes.size()), &size) ==

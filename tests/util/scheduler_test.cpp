@@ -9,12 +9,11 @@
 #include <string>
 
 #include "util/com.h"
+#include "util/find_function.h"
 #include "util/text.h"
 #include "util/unique_handle.h"
 
 namespace {
-
-using util::TriggerKind;
 
 // Names with a full stop, as "x.job", are refused by Wine.
 std::wstring JobName() { return L"prereq test " + util::ToDecimal(::GetCurrentProcessId()); }
@@ -84,16 +83,16 @@ util::ScheduledJob LogonJob(const std::wstring& arguments) {
           .arguments = arguments,
           .account = L"domain\\user",
           .flags = TASK_FLAG_HIDDEN | TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
-          .trigger = {.kind = TriggerKind::kAtLogon, .start = kStart}};
+          .start = kStart};
 }
 
 bool NothingOfTheSchedulerIsOpen() {
   using Answer = HRESULT(WINAPI*)();
   const HMODULE library = ::GetModuleHandleW(L"mstask.dll");
   REQUIRE(library != nullptr);
-  auto* const address = reinterpret_cast<void*>(::GetProcAddress(library, "DllCanUnloadNow"));
-  REQUIRE(address != nullptr);
-  return reinterpret_cast<Answer>(address)() == S_OK;
+  const auto can_unload = util::FindFunction<Answer>(library, "DllCanUnloadNow");
+  REQUIRE((can_unload != nullptr));
+  return can_unload() == S_OK;
 }
 
 }  // namespace
@@ -127,48 +126,10 @@ TEST_CASE("a second job of a name takes the place of the first, whole") {
 TEST_CASE("a trigger that the scheduler refuses leaves no job behind") {
   const util::UniqueModule library(::LoadLibraryW(L"mstask.dll"));
   util::ScheduledJob job = LogonJob(L"x");
-  job.trigger.start.wMonth = 13;
+  job.start.wMonth = 13;
   CHECK_FALSE(util::CreateScheduledJob(job));
   CHECK_FALSE(ReadJob(JobName()).found);
   CHECK(NothingOfTheSchedulerIsOpen());
-}
-
-TEST_CASE("trigger kinds and their numbers") {
-  struct Row {
-    TriggerKind kind;
-    TASK_TRIGGER_TYPE type;
-    std::wstring numbers;  // Those of the kind, in the order of its structure.
-  };
-  // Not on idle: Wine cannot set an idle time.
-  for (const Row& row : {Row{TriggerKind::kDaily, TASK_TIME_TRIGGER_DAILY, L"3"},
-                         Row{TriggerKind::kWeekly, TASK_TIME_TRIGGER_WEEKLY, L"3 5"},
-                         Row{TriggerKind::kMonthlyDate, TASK_TIME_TRIGGER_MONTHLYDATE, L"5 9"},
-                         Row{TriggerKind::kMonthlyWeekday, TASK_TIME_TRIGGER_MONTHLYDOW, L"3 5 9"},
-                         Row{TriggerKind::kAtSystemStart, TASK_EVENT_TRIGGER_AT_SYSTEMSTART, L""},
-                         Row{TriggerKind::kAtLogon, TASK_EVENT_TRIGGER_AT_LOGON, L""}}) {
-    CAPTURE(static_cast<int>(row.kind));
-    util::ScheduledJob job = LogonJob(L"x");
-    job.trigger = {.kind = row.kind, .interval = 3, .days = 5, .months = 9, .start = kStart};
-    REQUIRE(util::CreateScheduledJob(job));
-    const TASK_TRIGGER trigger = ReadJob(JobName()).trigger;
-    CHECK(trigger.TriggerType == row.type);
-    const auto text = [](DWORD value) { return util::ToDecimal(value); };
-    const TRIGGER_TYPE_UNION& type = trigger.Type;
-    std::wstring numbers;
-    if (row.type == TASK_TIME_TRIGGER_DAILY) numbers = text(type.Daily.DaysInterval);
-    if (row.type == TASK_TIME_TRIGGER_WEEKLY) {
-      numbers = text(type.Weekly.WeeksInterval) + L" " + text(type.Weekly.rgfDaysOfTheWeek);
-    }
-    if (row.type == TASK_TIME_TRIGGER_MONTHLYDATE) {
-      numbers = text(type.MonthlyDate.rgfDays) + L" " + text(type.MonthlyDate.rgfMonths);
-    }
-    if (row.type == TASK_TIME_TRIGGER_MONTHLYDOW) {
-      numbers = text(type.MonthlyDOW.wWhichWeek) + L" " + text(type.MonthlyDOW.rgfDaysOfTheWeek) +
-                L" " + text(type.MonthlyDOW.rgfMonths);
-    }
-    CHECK(numbers == row.numbers);
-    CHECK(DeleteJob());
-  }
 }
 
 TEST_CASE("the thread's COM is left as it was found") {
