@@ -11,6 +11,7 @@ packages=(
   doctest-dev                             # the test framework (headers only)
   wine wine32:i386 wine64                 # the platform that the tests run on
   nginx-light vsftpd openssl              # servers for the download tests and the demo, on loopback
+  python3                                 # the server that tests downloads with faults
   xvfb fonts-wine                         # a display for the sample's dialogs
   x11-apps x11-utils netpbm               # pictures of it
   msitools gcab                           # make the sample package from text tables

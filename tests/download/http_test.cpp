@@ -4,6 +4,7 @@
 
 #include "download/recording_listener.h"
 #include "support/download_rig.h"
+#include "support/fault_server.h"
 #include "support/http_server.h"
 
 using namespace test;
@@ -185,18 +186,12 @@ TEST_CASE("a transfer that breaks off ends in the exact file or in a code, with 
 }
 
 TEST_CASE("a transfer survives several drops, each continued at the exact byte") {
-  const auto content = TestContent(400000);
-  HttpServer server([&](const HttpRequest& request, size_t index) {
-    HttpReply reply = ServeRange(request, content);
-    if (index < 3) reply.end_after = 100001;
-    return reply;
-  });
+  const FaultServer server;
   const Target target;
   RecordingListener listener;
-  CHECK(Download(server.Url("/setup.exe"), target, &listener) == 0);
-  CHECK(target.Content() == *content);
-  CHECK(Ranges(server) ==
-        std::vector<std::optional<uint32_t>>{std::nullopt, 100001, 200002, 300003});
+  CHECK(Download(server.Url("size=400000&cut=100001&times=3&then=ok"), target, &listener) == 0);
+  CHECK((target.Content() == ServedContent(400000)));
+  CHECK(server.Ranges() == "- 100001 200002 300003");
   CHECK(listener.received == 400000);
   // The reopening is silent.
   const std::vector<uint32_t> states = listener.states();
@@ -204,18 +199,12 @@ TEST_CASE("a transfer survives several drops, each continued at the exact byte")
 }
 
 TEST_CASE("a server that drops without a byte, again and again, is given up") {
-  const auto content = TestContent(400000);
-  HttpServer server([&](const HttpRequest& request, size_t index) {
-    HttpReply reply = ServeRange(request, content);
-    reply.end_after = index == 0 ? 100001 : 0;
-    return reply;
-  });
+  const FaultServer server;
   const Target target;
-  RecordingListener listener;
-  CHECK(Download(server.Url("/setup.exe"), target, &listener) == 12002);  // Timed out.
-  CHECK(target.Partial() == content->substr(0, 100001));
+  CHECK(Download(server.Url("size=400000&cut=100001&then=cut=0"), target) == kTimeout);
+  CHECK((target.Partial() == ServedContent(100001)));
   // The first, and as many again as a connection is tried.
-  CHECK(server.requests().size() == 8);
+  CHECK(server.Log().size() == 8);
 }
 
 TEST_CASE("a partial file is continued, or begun anew, or found to be all there is") {

@@ -4,6 +4,8 @@
 
 #include <doctest.h>
 
+#include <algorithm>
+
 #include "util/unique_handle.h"
 
 namespace test {
@@ -69,7 +71,9 @@ std::wstring TempFolder::MakeFolder(std::wstring_view name) const {
   return *this / name;
 }
 
-std::string ReadWholeFile(const std::wstring& path) {
+std::string ReadWholeFile(const std::wstring& given) {
+  std::wstring path = given;
+  std::replace(path.begin(), path.end(), L'/', L'\\');  // The prefix below takes no slashes.
   std::string content;
   const util::UniqueFile file(::CreateFileW((L"\\\\?\\" + path).c_str(), GENERIC_READ,
                                             FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
