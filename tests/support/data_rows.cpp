@@ -4,6 +4,7 @@
 
 #include <doctest.h>
 
+#include <algorithm>
 #include <cwchar>
 
 #include "support/temp_folder.h"
@@ -79,19 +80,38 @@ std::string DataRow::Ansi(size_t cell) const { return util::ToAnsi((*this)[cell]
 
 int DataRow::Number(size_t cell) const { return util::ParseDecimal<int>((*this)[cell]); }
 
-std::vector<DataRow> ReadDataRows(const char* file) {
-  const std::wstring path = std::wstring(PREREQ_TESTS_DIR) + L"/" + util::ToWide(file);
-  std::vector<DataRow> rows;
+std::string ToUtf8(const std::wstring& text) {
+  std::string bytes(text.size() * 3, '\0');
+  const int length =
+      ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
+                            static_cast<int>(bytes.size()), nullptr, nullptr);
+  bytes.resize(static_cast<size_t>(length));
+  return bytes;
+}
+
+std::vector<DataLine> ReadDataLines(const char* file) {
+  std::wstring path = std::wstring(PREREQ_TESTS_DIR) + L"\\" + util::ToWide(file);
+  std::ranges::replace(path, L'/', L'\\');  // A long path takes no slashes.
+  std::vector<DataLine> lines;
   int number = 0;
   for (const std::wstring& line : util::Split(FromUtf8(ReadWholeFile(path)), L'\n')) {
     ++number;
-    if (line.find_first_not_of(L" \t\r") == line.npos || line.front() == L'#') continue;
+    const size_t first = line.find_first_not_of(L" \t\r");
+    if (first == line.npos || line.front() == L'#') continue;
+    lines.push_back({number, line.substr(first, line.find_last_not_of(L" \t\r") - first + 1)});
+  }
+  INFO(std::string(file));
+  REQUIRE_FALSE(lines.empty());
+  return lines;
+}
+
+std::vector<DataRow> ReadDataRows(const char* file) {
+  std::vector<DataRow> rows;
+  for (const auto& [number, line] : ReadDataLines(file)) {
     DataRow row{number, {}};
     for (const std::wstring& cell : util::Split(line, L'|')) row.cells.push_back(ToCell(cell));
     rows.push_back(std::move(row));
   }
-  INFO(file);
-  REQUIRE_FALSE(rows.empty());
   return rows;
 }
 

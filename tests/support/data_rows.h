@@ -26,6 +26,17 @@ struct DataRow {
 // fails when the file is not there or has no row.
 std::vector<DataRow> ReadDataRows(const char* file);
 
+// The lines of `tests/<file>` that are not empty and do not begin with "#", without blanks around
+// them.
+struct DataLine {
+  int line = 0;
+  std::wstring text;
+};
+std::vector<DataLine> ReadDataLines(const char* file);
+
+// For what a failed test prints: the ANSI code page does not have every letter.
+std::string ToUtf8(const std::wstring& text);
+
 }  // namespace test
 
 #endif  // TESTS_SUPPORT_DATA_ROWS_H_

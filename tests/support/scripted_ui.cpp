@@ -76,6 +76,9 @@ int CALLBACK ScriptedUi::Handle(LPVOID context, UINT type, MSIHANDLE record) {
   }
   ui->messages_.push_back(message);
   if (ui->listener_) ui->listener_(message);
+  if (ui->answerer_) {
+    if (const std::optional<int> answer = ui->answerer_(message)) return *answer;
+  }
 
   const auto kind = static_cast<INSTALLMESSAGE>(type & kKindMask);
   std::deque<int>& answers = ui->answers_[kind];

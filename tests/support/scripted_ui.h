@@ -8,6 +8,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,11 @@ class ScriptedUi {
     listener_ = std::move(listener);
   }
 
+  // Asked first; without an answer of its own the rule above holds.
+  void AnswerBy(std::function<std::optional<int>(const UiMessage&)> answerer) {
+    answerer_ = std::move(answerer);
+  }
+
   [[nodiscard]] const std::vector<UiMessage>& messages() const { return messages_; }
   [[nodiscard]] std::vector<UiMessage> Of(INSTALLMESSAGE kind) const;
   void Clear() { messages_.clear(); }
@@ -64,6 +70,7 @@ class ScriptedUi {
   std::vector<UiMessage> messages_;
   std::map<INSTALLMESSAGE, std::deque<int>> answers_;
   std::function<void(const UiMessage&)> listener_;
+  std::function<std::optional<int>(const UiMessage&)> answerer_;
 };
 
 }  // namespace test

@@ -4,6 +4,9 @@
 
 #include <doctest.h>
 
+#include <algorithm>
+#include <string_view>
+
 #include "util/text.h"
 
 namespace test {
@@ -48,6 +51,10 @@ constexpr Action kActions[] = {
     {L"UnpublishFeatures", 1800}, {L"RegisterUser", 6000},      {L"RegisterProduct", 6100},
     {L"PublishFeatures", 6300},   {L"PublishProduct", 6400},    {L"InstallFinalize", 6600},
 };
+
+// Of the tables that rows are added to.
+constexpr std::wstring_view kNumberColumns[] = {L"Location", L"Sequence", L"Order", L"Type",
+                                                L"Platform"};
 
 std::wstring Quoted(const std::wstring& text) { return L"'" + text + L"'"; }
 std::wstring Number(int value) { return util::ToSignedDecimal(value); }
@@ -102,20 +109,32 @@ TestPackage::TestPackage() : product_code_(NewGuid()) {
 }
 
 void TestPackage::AddPrerequisite(const Prerequisite& row) {
-  // A number goes in as a null when it is not given; a text cannot be told from a null.
-  const std::wstring location = row.location.empty() ? L"" : L",`Location`";
+  AddRow(L"QX_PreRequisite", {{L"Prereq", L"key-" + row.name},
+                              {L"DisplayName", row.name},
+                              {L"SetupFileUrl", row.url},
+                              {L"Location", row.location},
+                              {L"TargetName", row.target},
+                              {L"ExactSize", row.size},
+                              {L"MD5", row.md5},
+                              {L"ComLine", row.arguments},
+                              {L"Options", row.options},
+                              {L"Sequence", Number(row.sequence)},
+                              {L"Languages", row.languages},
+                              {L"MissingCondition", row.missing},
+                              {L"Feature_", row.feature}});
+}
+
+void TestPackage::AddRow(const std::wstring& table, const Cells& cells) {
+  std::wstring columns;
   std::wstring values;
-  for (const std::wstring& text :
-       {L"key-" + row.name, row.name, row.url, row.target, row.size, row.md5, row.arguments,
-        row.options, row.languages, row.missing, row.feature}) {
-    values += Quoted(text) + L",";
+  for (const auto& [column, value] : cells) {
+    // A number that is not given is a null; a text cannot be told from one.
+    if (value.empty()) continue;
+    const bool is_number = std::ranges::count(kNumberColumns, column) != 0;
+    columns += (columns.empty() ? L"`" : L",`") + column + L"`";
+    values += (values.empty() ? L"" : L",") + (is_number ? value : Quoted(value));
   }
-  Execute(
-      L"INSERT INTO `QX_PreRequisite` (`Prereq`,`DisplayName`,`SetupFileUrl`,`TargetName`,"
-      L"`ExactSize`,`MD5`,`ComLine`,`Options`,`Languages`,`MissingCondition`,`Feature_`,`"
-      L"Sequence`" +
-      location + L") VALUES (" + values + Number(row.sequence) +
-      (row.location.empty() ? L"" : L"," + row.location) + L")");
+  Execute(L"INSERT INTO `" + table + L"` (" + columns + L") VALUES (" + values + L")");
 }
 
 void TestPackage::AddProperty(const std::wstring& name, const std::wstring& value) {
@@ -168,6 +187,7 @@ void TestPackage::Import(const std::wstring& folder, const std::wstring& file) {
 }
 
 void TestPackage::Close() {
+  if (!database_) return;
   REQUIRE(::MsiDatabaseCommit(database_.Get()) == ERROR_SUCCESS);
   database_.Reset();
 }

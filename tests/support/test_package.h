@@ -2,6 +2,7 @@
 #define TESTS_SUPPORT_TEST_PACKAGE_H_
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "msi/handles.h"
@@ -33,6 +34,9 @@ class TestPackage {
   TestPackage();
 
   void AddPrerequisite(const Prerequisite& row);
+  // A row of that table, column by column; an empty cell is a null.
+  using Cells = std::vector<std::pair<std::wstring, std::wstring>>;
+  void AddRow(const std::wstring& table, const Cells& cells);
   void AddProperty(const std::wstring& name, const std::wstring& value);
   // A feature with a component that holds one file of that size. Level 0 disables it.
   void AddFeature(const std::wstring& name, int level, int file_bytes,
@@ -49,7 +53,8 @@ class TestPackage {
   [[nodiscard]] const TempFolder& folder() const { return folder_; }
   [[nodiscard]] std::wstring path() const { return folder_ / L"package.msi"; }
   [[nodiscard]] const std::wstring& product_code() const { return product_code_; }
-  // Writes the database to disk, as installing the package needs; no changes after it.
+  // Writes the database to disk, as installing the package needs; no changes after it. Once more
+  // does nothing.
   void Close();
 
  private:
