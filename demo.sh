@@ -15,7 +15,7 @@ read_options "$@"
 
 heading "Tools and build"
 with_progress "installing what is missing" scripts/setup.sh
-with_progress "building the library and the sample's programs" build ship
+with_progress "building the library and the sample's programs" scripts/build.sh ship
 serve_and_build_sample
 scripts/wine.sh --boot
 [ "$interface" = silent ] || start_display

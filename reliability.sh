@@ -1,17 +1,18 @@
 #!/usr/bin/env bash
 # Reliability in figures: random faults, random input, repetition and sudden death, one line of counts
 # each. Sets up and builds what is missing; takes some minutes, with --short about one.
-#   ./reliability.sh [--short] [--start N] [--only "name"] [--from N] [--runs N]
+#   ./reliability.sh [--short] [--start N] [--only "name"] [--from N] [--runs N] [--as-built]
 # The random numbers have a fixed start (1), so the same runs are drawn on every machine; a fault is printed
-# with the options that repeat it alone. --only takes the beginning of a part's name as well. The last line
-# is the verdict.
+# with the options that repeat it alone. --only takes the beginning of a part's name as well. --as-built leaves
+# set-up, build and Wine to whoever calls. The last line is the verdict.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
-short=no start=1 only="" from=0 runs=""
+short=no start=1 only="" from=0 runs="" as_built=no
 while [ $# -gt 0 ]; do
   case $1 in
     --short) short=yes ;;
+    --as-built) as_built=yes ;;
     --start | --only | --from | --runs)
       [ $# -gt 1 ] || { echo "reliability: $1 wants a value" >&2; exit 2; }
       printf -v "${1#--}" %s "$2"
@@ -22,35 +23,19 @@ while [ $# -gt 0 ]; do
   shift
 done
 
-# Name, library (with its own checks on, or as it ships), runs, runs when short. All but the last are test
-# cases of that name.
-parts=(
-  "downloads with faults,checked,1000,120"
-  "pipe messages,checked,500,80"
-  "prerequisite tables,checked,200,20"
-  "search tables,checked,400,60"
-  "texts,checked,200000,20000"
-  "calls,ship,1000,100"
-  "loads and unloads,ship,200,200"
-  "killed installations,ship,16,2"
-)
-
-# wanted <name>: a fault of "calls" names the export after it.
-wanted() { [[ $1 == "$only"* || $only == "$1 of "* ]]; }
-
-any=no
-for entry in "${parts[@]}"; do
-  ! wanted "${entry%%,*}" || any=yes
-done
-if [ "$any" = no ]; then
+# A fault of "calls" names the export after it.
+parts=()
+while IFS= read -r entry; do
+  [[ ${entry%%|*} != "$only"* && $only != "${entry%%|*} of "* ]] || parts+=("$entry")
+done < <(grep -v '^#' tests/reliability/parts.txt)
+if [ ${#parts[@]} = 0 ]; then
   echo "reliability: no part is named $only; there are:" >&2
-  printf '  %s\n' "${parts[@]%%,*}" >&2
+  sed -n 's/^\([^#|]*\)|.*/  \1/p' tests/reliability/parts.txt >&2
   exit 2
 fi
 
 logs=build/reliability
 mkdir -p "$logs"
-trap 'scripts/wine.sh --stop' EXIT
 all_runs=0
 all_faults=0
 
@@ -71,20 +56,17 @@ part() { # name command...
     match($0, /[0-9]+ runs  /) {n += substr($0, RSTART)} END {print n + 0}')))
 }
 
-scripts/setup.sh
-for preset in checked ship; do
-  { cmake --preset "$preset" && cmake --build --preset "$preset"; } >"$logs/build-$preset.log" 2>&1 || {
-    tail -n 40 "$logs/build-$preset.log"
-    echo "reliability: the build failed ($preset)"
-    exit 1
-  }
-done
-scripts/wine.sh --boot
+if [ "$as_built" = no ]; then
+  trap 'scripts/wine.sh --stop' EXIT
+  scripts/setup.sh
+  scripts/build.sh checked ship >"$logs/build.log" 2>&1 ||
+    { tail -n 40 "$logs/build.log"; echo "reliability: the build failed"; exit 1; }
+  scripts/wine.sh --boot
+fi
 
 echo "random numbers from start $start"
 for entry in "${parts[@]}"; do
-  IFS=, read -r name preset count short_count <<<"$entry"
-  wanted "$name" || continue
+  IFS='|' read -r name preset count short_count <<<"$entry"
   [ "$short" = no ] || count=$short_count
   [ -z "$runs" ] || count=$runs
   if [ "$name" = "killed installations" ]; then

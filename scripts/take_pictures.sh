@@ -47,7 +47,7 @@ picture() {
 
 heading "Pictures of the sample's installation"
 with_progress "installing what is missing" scripts/setup.sh
-with_progress "building the library and the sample's programs" build ship
+with_progress "building the library and the sample's programs" scripts/build.sh ship
 serve_and_build_sample >/dev/null
 make_time_for_pictures
 forget_sample

@@ -3,7 +3,9 @@
 
 start_time=$EPOCHREALTIME
 sample=$PWD/build/sample
-drive=$PWD/build/wine/drive_c
+# A Wine machine of its own: it is switched off and on, which would end whatever else ran on it.
+export PREREQ_WINEPREFIX=$PWD/build/demo-wine
+drive=$PREREQ_WINEPREFIX/drive_c
 programs="$drive/Program Files (x86)"
 product_code='{6E8A3C61-2B0F-4D57-9C11-5A7B0D3E4F21}'
 codec_code='{2C7D94E0-8F16-4B3A-A5D2-1E6F0B9C7D43}'
@@ -123,8 +125,6 @@ with_progress() {
   grep '^setup: ' "$output" | while read -r line; do step "$line"; done || true
   step "$text: done"
 }
-
-build() { cmake --preset "$1" && cmake --build --preset "$1"; }
 
 # as_family <newer|older>: the operating system that the installer, Setup.exe and the setups see from now on.
 as_family() {
