@@ -57,11 +57,13 @@ part() { # name command...
 }
 
 if [ "$as_built" = no ]; then
-  trap 'scripts/wine.sh --stop' EXIT
+  fault_server() { tests/servers/fault_server.py "$1" build/fault_server; }
+  trap 'scripts/wine.sh --stop; fault_server stop' EXIT
   scripts/setup.sh
   scripts/build.sh checked ship >"$logs/build.log" 2>&1 ||
     { tail -n 40 "$logs/build.log"; echo "reliability: the build failed"; exit 1; }
   scripts/wine.sh --boot
+  fault_server start
 fi
 
 echo "random numbers from start $start"
