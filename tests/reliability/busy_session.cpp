@@ -11,18 +11,11 @@ namespace {
 
 constexpr wchar_t kKitTables[] = PREREQ_PACKAGE_DIR L"\\tables";
 constexpr int kMissing = 3;  // Prerequisites that the verification asks about.
-constexpr char kBody[] = "the setup file";
-
-// Not a server that writes its requests down: the test looks at the memory of this process.
-void ServeBody(SOCKET socket) {
-  if (ReceiveUntil(socket, "\r\n\r\n").empty()) return;
-  SendAll(socket, "HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: " +
-                      std::to_string(sizeof(kBody) - 1) + "\r\n\r\n" + kBody);
-}
+constexpr size_t kServedBytes = 14;
 
 }  // namespace
 
-BusySession::BusySession() : server_(&ServeBody) {
+BusySession::BusySession() {
   key_.SetText("Version", "2.1");
   package_.AddPrerequisite({.name = L"before", .sequence = 1, .target = L"setup.exe"});
   package_.AddPrerequisite(
@@ -32,8 +25,8 @@ BusySession::BusySession() : server_(&ServeBody) {
       {.name = L"fetched",
        .sequence = 4,
        .location = L"1",
-       .url = L"http://127.0.0.1:" + util::ToDecimal(server_.port()) + L"/get.exe",
-       .size = util::ToDecimal(sizeof(kBody) - 1)});
+       .url = util::ToWide(server_.Url("size=" + std::to_string(kServedBytes), "get.exe")),
+       .size = util::ToDecimal(kServedBytes)});
   package_.Import(kKitTables, L"QX_AppSearchEx.idt");
   const auto search = [&](const std::wstring& property, int type, const std::wstring& text) {
     package_.Execute(
@@ -87,7 +80,9 @@ bool BusySession::Run(const std::string& custom_action, const std::function<UINT
   if (custom_action == "DoAppSearchEx") {
     return rig_->Property(L"FOUNDVALUE") == L"2.1" && rig_->Property(L"FOUNDKEY") == L"1";
   }
-  if (custom_action == "DownloadPrereq") return ReadWholeFile(folder_ / L"down\\get.exe") == kBody;
+  if (custom_action == "DownloadPrereq") {
+    return ReadWholeFile(folder_ / L"down\\get.exe") == ServedContent(kServedBytes);
+  }
   if (custom_action == "ExtractPrereq") return rig_->Property(L"QX_PREREQFILES") == L"C:\\x";
   if (custom_action == "VerifyPrereq") return ui_.Prompts().size() == kMissing;
   if (custom_action == "CleanPrereq") return !util::PathExists(folder_ / L"work\\sub");

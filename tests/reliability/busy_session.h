@@ -6,13 +6,14 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <string>
 
+#include "support/fault_server.h"
 #include "support/msi_session_rig.h"
 #include "support/scripted_ui.h"
 #include "support/setup_program.h"
-#include "support/socket_server.h"
 #include "support/temp_folder.h"
 #include "support/test_key.h"
 #include "support/test_package.h"
@@ -39,7 +40,7 @@ class BusySession {
 
   TempFolder folder_;
   TestKey key_;
-  SocketServer server_;
+  FaultServer server_;
   SetupProgram setup_{folder_, L"source\\setup.exe"};
   SetupProgram bootstrap_{folder_, L"source\\bootstrap.exe"};
   TestPackage package_;
@@ -58,7 +59,7 @@ struct CustomAction {
   uint32_t lost_bytes;  // By the system, in each call.
 };
 
-inline constexpr CustomAction kCustomActions[] = {
+inline constexpr std::initializer_list<CustomAction> kCustomActions = {
     {"DoAppSearchEx", 0},
     {"DownloadPrereq", kLostWithRequest},
     {"ExtractPrereq", 0},

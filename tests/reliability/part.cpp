@@ -56,21 +56,8 @@ Part::~Part() {
   std::string line = name_;
   line.resize(line.size() < 26 ? 26 : line.size() + 1, ' ');
   line += Grouped(runs_) + " runs";
-  for (const Figure& figure : figures_) {
-    line += "  ";
-    if (figure.is_bytes) {
-      char megabytes[32];
-      std::snprintf(megabytes, sizeof(megabytes), "%.1f MB",
-                    static_cast<double>(figure.count) / 1000000.0);
-      line += megabytes;
-    } else {
-      line += Grouped(figure.count);
-    }
-    line += " " + figure.what;
-  }
-  for (const std::string& note : notes_) line += "  " + note;
-  line += "  " + Grouped(faults_) + " faults";
-  std::puts(line.c_str());
+  for (const auto& [what, count] : figures_) line += "  " + Grouped(count) + " " + what;
+  std::printf("%s%s  %s faults\n", line.c_str(), notes_.c_str(), Grouped(faults_).c_str());
   std::fflush(stdout);
 }
 
@@ -91,18 +78,14 @@ void Part::Fault(const std::string& text) {
   CHECK_MESSAGE(false, text);
 }
 
-void Part::Count(const std::string& what, uint64_t more) { Add(what, more, false); }
-
-void Part::CountBytes(const std::string& what, uint64_t more) { Add(what, more, true); }
-
-void Part::Add(const std::string& what, uint64_t more, bool is_bytes) {
-  for (Figure& figure : figures_) {
-    if (figure.what == what) {
-      figure.count += more;
+void Part::Count(const std::string& what, uint64_t more) {
+  for (auto& [known, count] : figures_) {
+    if (known == what) {
+      count += more;
       return;
     }
   }
-  figures_.push_back({what, more, is_bytes});
+  figures_.emplace_back(what, more);
 }
 
 std::string Part::Where() const {

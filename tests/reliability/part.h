@@ -42,18 +42,11 @@ class Part {
 
   // Figures of the line, in the order of their first mention.
   void Count(const std::string& what, uint64_t more = 1);
-  void CountBytes(const std::string& what, uint64_t more);
+  void CountBytes(const std::string& what, uint64_t more) { Count("bytes " + what, more); }
   // As it stands.
-  void Note(const std::string& text) { notes_.push_back(text); }
+  void Note(const std::string& text) { notes_ += "  " + text; }
 
  private:
-  struct Figure {
-    std::string what;
-    uint64_t count;
-    bool is_bytes;
-  };
-
-  void Add(const std::string& what, uint64_t more, bool is_bytes);
   [[nodiscard]] std::string Where() const;
   static DWORD WINAPI Watch(void* self);
   static LONG WINAPI OnCrash(EXCEPTION_POINTERS* crash);
@@ -66,8 +59,8 @@ class Part {
   volatile LONG run_ = -1;  // -1 between runs.
   volatile DWORD began_ = 0;
   uint32_t faults_ = 0;
-  std::vector<Figure> figures_;
-  std::vector<std::string> notes_;
+  std::vector<std::pair<std::string, uint64_t>> figures_;
+  std::string notes_;
   util::UniqueKernelHandle stop_;
   util::UniqueKernelHandle watcher_;
 };

@@ -1,102 +1,25 @@
 #include "reliability/random.h"
 
-#include <utility>
+#include "support/data_rows.h"
+#include "support/test_package.h"
+#include "util/text.h"
 
 namespace test {
 namespace {
 
-const wchar_t* const kPieces[] = {
-    L"setup",
-    L"Setup.exe",
-    L" ",
-    L"  ",
-    L"\"",
-    L"'",
-    L"''",
-    L"`",
-    L"[",
-    L"]",
-    L"[[",
-    L"[X]",
-    L"[%PATH]",
-    L"[#File]",
-    L"{",
-    L"}",
-    L"{{",
-    L"%",
-    L"%%",
-    L"%s%n",
-    L"%TEMP%",
-    L"!",
-    L"\\",
-    L"\\\\",
-    L"/",
-    L":",
-    L";",
-    L",",
-    L"=",
-    L"?",
-    L"*",
-    L"|",
-    L"<",
-    L">",
-    L"&",
-    L"~",
-    L"+",
-    L"-",
-    L".",
-    L".exe",
-    L"\x01",
-    L"\t",
-    L"\r\n",
-    L"\x7F",
-    L"\x80",
-    L"\u00E4",
-    L"\u017C",
-    L"\u4E2D",
-    L"\u0301",
-    L"\u202E",
-    L"\uFEFF",
-    L"\uFFFD",
-    L"\xD83D\xDE00",
-    L"\xD83D",
-    L"\xDE00",
-    L"0",
-    L"1",
-    L"65535",
-    L"NOT",
-    L"AND",
-    L"(",
-    L")",
-    L"CON",
-    L"NUL",
-};
-const wchar_t* const kNumbers[] = {
-    L"0",
-    L"1",
-    L"-1",
-    L"2147483647",
-    L"2147483648",
-    L"-2147483648",
-    L"4294967295",
-    L"4294967296",
-    L"9223372036854775807",
-    L"18446744073709551616",
-    L"-0",
-    L"00012",
-    L"+7",
-    L"1e9",
-    L"0x10",
-    L" 5",
-    L"5 ",
-    L"",
-    L"99999999999999999999",
-    L"1.2.3.4",
-};
+using Words = std::vector<std::wstring>;
 
-template <size_t count>
-const wchar_t* OneOf(Random* random, const wchar_t* const (&items)[count]) {
-  return items[random->Below(count)];
+const Words* FindList(const std::wstring& name) {
+  static const std::map<std::wstring, Words> kLists = [] {
+    std::map<std::wstring, Words> lists;
+    for (const DataRow& row : ReadDataRows("reliability/words.txt")) {
+      Words& list = lists[row[0]];
+      list.insert(list.end(), row.cells.begin() + 1, row.cells.end());
+    }
+    return lists;
+  }();
+  const auto found = kLists.find(name);
+  return found != kLists.end() ? &found->second : nullptr;
 }
 
 }  // namespace
@@ -111,20 +34,16 @@ uint64_t Random::Next() {
 
 std::string Random::Bytes(size_t count) {
   std::string bytes(count, '\0');
-  for (size_t i = 0; i < count;) {
-    for (uint64_t word = Next(), left = 8; left != 0 && i < count; --left, word >>= 8) {
-      bytes[i++] = static_cast<char>(word);
-    }
-  }
+  for (char& byte : bytes) byte = static_cast<char>(Next());
   return bytes;
 }
 
 std::wstring Random::Text() {
+  static const Words& pieces = *FindList(L"pieces");
   std::wstring text;
-  const size_t pieces = Chance(10) ? 0 : Between(1, Chance(5) ? 60 : 6);
-  for (size_t i = 0; i < pieces; ++i) {
+  for (size_t i = Chance(10) ? 0 : Between(1, Chance(5) ? 60 : 6); i != 0; --i) {
     if (Chance(80)) {
-      text += OneOf(this, kPieces);
+      text += pieces[Below(pieces.size())];
     } else {
       text += static_cast<wchar_t>(Between(1, 0xFFFF));
     }
@@ -137,27 +56,40 @@ std::wstring Random::Text() {
 }
 
 std::wstring Random::Number() {
-  if (Chance(50)) return OneOf(this, kNumbers);
+  if (Chance(50)) return Word(L"numbers");
   std::wstring digits = Chance(20) ? L"-" : L"";
   for (size_t i = Between(1, 12); i != 0; --i) digits += static_cast<wchar_t>(L'0' + Below(10));
   return digits;
 }
 
-std::wstring Random::Mangled(std::wstring text) {
-  for (size_t i = Between(1, 3); i != 0; --i) {
-    const size_t at = Below(text.size() + 1);
-    switch (Below(3)) {
-      case 0:
-        text.insert(at, OneOf(this, kPieces));
-        break;
-      case 1:
-        if (at < text.size()) text.erase(at, Between(1, 4));
-        break;
-      default:
-        if (text.size() > 1) std::swap(text[Below(text.size())], text[Below(text.size())]);
-    }
+std::wstring Random::Word(const std::wstring& list) {
+  const Words* words = FindList(list);
+  if (words == nullptr) words = FindList(list.substr(0, list.find(L' ')));
+  return Fill((*words)[Below(words->size())]);
+}
+
+std::wstring Random::Fill(std::wstring text) {
+  for (size_t start = 0; (start = text.find(L'{', start)) != text.npos;) {
+    const size_t end = text.find(L'}', start);
+    if (end == text.npos) break;
+    const std::wstring value = Value(text.substr(start + 1, end - start - 1));
+    text.replace(start, end + 1 - start, value);
+    start += value.size();
   }
   return text;
+}
+
+std::wstring Random::Value(const std::wstring& name) {
+  if (const auto found = defined_.find(name); found != defined_.end()) return found->second;
+  if (name == L"text") return Text();
+  if (name == L"number") return Number();
+  if (name == L"near") return util::ToSignedDecimal(static_cast<int32_t>(Next()));
+  if (name == L"guid") return NewGuid();
+  std::wstring odd = Text();
+  std::erase(odd, L'\x01');
+  std::erase(odd, L'!');
+  for (size_t at; (at = odd.find(L"..")) != odd.npos;) odd.erase(at, 1);
+  return odd;
 }
 
 }  // namespace test

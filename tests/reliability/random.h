@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace test {
@@ -26,23 +26,26 @@ class Random {
   Item Pick(std::initializer_list<Item> items) {
     return items.begin()[Below(items.size())];
   }
-  template <typename Item>
-  const Item& Pick(const std::vector<Item>& items) {
-    return items[Below(items.size())];
-  }
 
   std::string Bytes(size_t count);
-  // What a package author, a server or a stranger might write into a field: words, marks of every
-  // syntax around, letters beyond the code page, halves of pairs, control characters; sometimes
-  // very long. Never a null character.
+  // Some pieces of words.txt and any characters between them; sometimes very long. Never a null
+  // character.
   std::wstring Text();
   // A decimal number, as likely as not out of range or not quite a number.
   std::wstring Number();
-  // `text` with a few letters put in, left out or swapped.
-  std::wstring Mangled(std::wstring text);
+
+  // One word of a list of words.txt, filled in. Where there is no list "kind 3", "kind" is it.
+  std::wstring Word(const std::wstring& list);
+  // What {name} stands for in words from now on.
+  void Define(const std::wstring& name, const std::wstring& text) { defined_[name] = text; }
+  // The text with all that stands in braces filled in.
+  std::wstring Fill(std::wstring text);
 
  private:
+  std::wstring Value(const std::wstring& name);
+
   uint64_t state_;
+  std::map<std::wstring, std::wstring> defined_;
 };
 
 }  // namespace test

@@ -13,20 +13,35 @@ namespace test {
 // The cells of one row by their columns; a column that is not named is null.
 using RandomRow = std::map<std::wstring, std::wstring>;
 
-struct RandomColumn {
-  const wchar_t* name;
-  const wchar_t* type;  // In the installer's SQL, such as "CHAR(255)" or "SHORT".
+// A table of tables.txt, made in a package in the place of one that is there.
+class RandomTable {
+ public:
+  RandomTable(TestPackage* package, Random* random, const std::wstring& table, size_t keys);
+
+  // False for one table in ten, which lacks a column.
+  [[nodiscard]] bool is_whole() const { return is_whole_; }
+
+  // A row from one with a slip of the pen to one that is nothing but noise.
+  [[nodiscard]] RandomRow MakeRow();
+  // Puts a row in, whatever its cells hold. Cells of a numeric column are decimal texts; one that
+  // does not fit the column is left null. False when the installer does not take the row, as for a
+  // key that is there already.
+  [[nodiscard]] bool Insert(const RandomRow& row) const;
+
+ private:
+  struct Column {
+    std::wstring name;
+    std::wstring type;
+    std::wstring usual;  // Lists of words.
+    std::wstring unusual;
+  };
+
+  TestPackage* package_;
+  Random* random_;
+  std::wstring table_;
+  std::vector<Column> columns_;
+  bool is_whole_;
 };
-
-// Makes the table anew with these columns; the first `keys` are its key.
-void MakeTable(TestPackage* package, const std::wstring& table,
-               const std::vector<RandomColumn>& columns, size_t keys);
-
-// Puts a row in, whatever its cells hold. Cells of a numeric column are decimal texts; one that
-// does not fit the column is left null. False when the installer does not take the row, as for a
-// key that is there already.
-bool InsertRow(const TestPackage& package, const std::wstring& table,
-               const std::vector<RandomColumn>& columns, const RandomRow& row);
 
 }  // namespace test
 
