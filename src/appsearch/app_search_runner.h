@@ -1,14 +1,16 @@
 #ifndef APPSEARCH_APP_SEARCH_RUNNER_H_
 #define APPSEARCH_APP_SEARCH_RUNNER_H_
 
+#include <string>
+
+#include "appsearch/program_search.h"
 #include "appsearch/search_engine.h"
+#include "appsearch/search_rows.h"
 #include "msi/binary_extractor.h"
 #include "msi/session.h"
-#include "msi/table_snapshot.h"
 
 namespace appsearch {
 
-inline constexpr wchar_t kSearchTable[] = L"QX_AppSearchEx";
 // The row of `ActionText` that announces the searches: the one of the installer's own.
 inline constexpr wchar_t kAnnouncingRow[] = L"AppSearch";
 
@@ -23,12 +25,22 @@ class AppSearchRunner {
   UINT Run();
 
  private:
-  void SearchRow(const msi::TableRow& row) const;
-  // Sets the row's version bounds as properties, for texts of the package; found or not.
-  void PublishBounds(const msi::TableRow& row) const;
+  // The programs of the running package.
+  class Programs final : public ProgramSource {
+   public:
+    Programs(MSIHANDLE install, const char* query) : binaries_(install, query) {}
+    std::string ExtractToTempExe(const std::string& name) override {
+      return binaries_.ExtractToTempExe(name);
+    }
+
+   private:
+    msi::BinaryExtractor binaries_;
+  };
+
+  void Search(const SearchRow& row) const;
 
   msi::InstallerSession session_;
-  msi::BinaryExtractor programs_;
+  Programs programs_;
   SearchEngine engine_;
 };
 

@@ -82,8 +82,7 @@ class Walk {
     if (depth < 1) return false;
     const util::UniqueFind entries(::FindFirstFileA((folder + '*').c_str(), &found));
     if (!entries) return false;
-    // The first entry is never looked at, on purpose: it is the folder itself on most volumes, and
-    // packages rely on what is found on the others.
+    // Compatibility: the first entry, the folder itself on most volumes, is never looked at.
     while (::FindNextFileA(entries.Get(), &found)) {
       if (IsFolder(found) && !IsDots(found.cFileName) &&
           Search(folder + found.cFileName + '\\', pattern, depth - 1)) {

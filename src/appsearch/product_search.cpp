@@ -3,22 +3,21 @@
 #include <windows.h>
 #include <msi.h>
 
+#include <utility>
+
+#include "msi/handles.h"
+
 namespace appsearch {
 namespace {
 
 constexpr size_t kGuidChars = 38;
 
 void AddVersion(const char* product, Findings* findings) {
-  char empty[1] = "";
-  DWORD length = 0;
   std::string version;
-  UINT error = ::MsiGetProductInfoA(product, "VersionString", empty, &length);
-  if (error == ERROR_MORE_DATA) {
-    version.resize(++length);
-    error = ::MsiGetProductInfoA(product, "VersionString", version.data(), &length);
-  }
-  if (error != ERROR_SUCCESS) return;
-  findings->emplace_back(version.c_str());
+  const auto read = [product](char* buffer, DWORD* length) {
+    return ::MsiGetProductInfoA(product, "VersionString", buffer, length);
+  };
+  if (msi::ReadSized(read, &version) == ERROR_SUCCESS) findings->push_back(std::move(version));
 }
 
 }  // namespace
@@ -37,13 +36,14 @@ void FindRelatedVersions(const Criterion& criterion, Findings* findings) {
 }
 
 bool IsComponentInstalled(const Criterion& criterion) {
-  char empty[1] = "";
-  DWORD length = 0;
-  INSTALLSTATE state = ::MsiLocateComponentA(criterion.search.c_str(), empty, &length);
-  if (state == INSTALLSTATE_MOREDATA) {
-    std::string path(++length, '\0');
-    state = ::MsiLocateComponentA(criterion.search.c_str(), path.data(), &length);
-  }
+  INSTALLSTATE state = INSTALLSTATE_UNKNOWN;
+  std::string unused;
+  (void)msi::ReadSized(
+      [&](char* path, DWORD* length) -> UINT {
+        state = ::MsiLocateComponentA(criterion.search.c_str(), path, length);
+        return state == INSTALLSTATE_MOREDATA ? ERROR_MORE_DATA : ERROR_SUCCESS;
+      },
+      &unused);
   return state == INSTALLSTATE_LOCAL || state == INSTALLSTATE_SOURCE;
 }
 

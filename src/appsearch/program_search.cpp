@@ -10,7 +10,7 @@ constexpr char kHide[] = "WND_HIDE";
 }  // namespace
 
 bool ProgramAgrees(const Criterion& criterion, const FolderResolver& folders,
-                   msi::ProgramSource* programs) {
+                   ProgramSource* programs) {
   const std::string program = programs->ExtractToTempExe(criterion.reference);
   if (program.empty()) return false;
   const bool hidden = criterion.lowest == kHide || criterion.highest == kHide;

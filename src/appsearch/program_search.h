@@ -1,17 +1,30 @@
 #ifndef APPSEARCH_PROGRAM_SEARCH_H_
 #define APPSEARCH_PROGRAM_SEARCH_H_
 
+#include <string>
+
 #include "appsearch/criterion.h"
 #include "appsearch/folder_resolver.h"
-#include "msi/binary_extractor.h"
 
 namespace appsearch {
+
+// Where programs that a package brings come from. Texts are in the ANSI code page.
+class ProgramSource {
+ public:
+  // Writes the program `name` to a temporary file, in place of one that should be there already,
+  // and gives its path; empty on failure. The source owns the file, and keeps it until it is asked
+  // for the next one or ends.
+  virtual std::string ExtractToTempExe(const std::string& name) = 0;
+
+ protected:
+  ~ProgramSource() = default;  // Nobody owns a source through this interface.
+};
 
 // Runs the program that the package holds under the name `reference` and waits for its end, without
 // a time limit. The search text is its arguments. A version bound that reads "WND_HIDE" keeps its
 // window hidden. True when it started and ended with exit code 0.
 bool ProgramAgrees(const Criterion& criterion, const FolderResolver& folders,
-                   msi::ProgramSource* programs);
+                   ProgramSource* programs);
 
 }  // namespace appsearch
 

@@ -76,7 +76,7 @@ std::optional<std::string> ReadComparableValue(HKEY key, const std::string& name
     } else if (value.type == REG_DWORD) {
       return NumberOf(buffer, value.size_bytes);
     }
-    // Without end for any other type, on purpose: what packages rely on stays as it is.
+    // Compatibility: a value of any other type is read again, without end.
   }
 }
 

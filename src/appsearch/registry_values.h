@@ -12,8 +12,8 @@
 // The registry as package authors write it: "HKLM\key path" or "HKLM\key path\value name".
 namespace appsearch {
 
-// "HKLM", "HKCU", "HKCR" and "HKCC". Any other name counts as HKEY_USERS, on purpose: there is no
-// error for an unknown root.
+// "HKLM", "HKCU", "HKCR" and "HKCC". Compatibility: any other name counts as HKEY_USERS; there is
+// no error for an unknown root.
 HKEY ParseRoot(std::string_view name);
 
 // Opens a key for reading. Empty when it does not open, which a path without a backslash never

@@ -1,8 +1,5 @@
 #include "appsearch/search_engine.h"
 
-#include <iterator>
-#include <utility>
-
 #include "appsearch/file_search.h"
 #include "appsearch/product_search.h"
 #include "appsearch/program_search.h"
@@ -13,40 +10,38 @@ namespace appsearch {
 
 SearchResult SearchEngine::Search(const std::vector<Criterion>& criteria, CombiningMode mode,
                                   bool stop_early) const {
-  SearchResult result;
-  // One that decides: under "all" the first that is not found, under "any" the first that is.
+  // Under "all" the first that is not found decides, under "any" the first that is.
   const bool deciding = mode == CombiningMode::kAny;
-  bool decided = false;
+  SearchResult result = {.found = !deciding && !criteria.empty(), .findings = {}};
   for (const Criterion& criterion : criteria) {
     Findings findings;
-    decided = Find(criterion, &findings) == deciding || decided;
-    result.findings.insert(result.findings.end(), std::move_iterator(findings.begin()),
-                           std::move_iterator(findings.end()));
-    if (decided && stop_early) break;
+    const bool found = Find(criterion, &findings);
+    result.findings.insert(result.findings.end(), findings.begin(), findings.end());
+    if (found != deciding) continue;
+    result.found = found;
+    if (stop_early) break;
   }
-  result.found = !criteria.empty() && decided == deciding;
   return result;
 }
 
 bool SearchEngine::Find(const Criterion& criterion, Findings* findings) const {
-  // Version bounds belong to the kinds that find versions; the others answer by themselves.
   const VersionBounds bounds(criterion.lowest, criterion.highest);
   switch (criterion.kind) {
     case SearchKind::kFile:
       FindFiles(criterion, bounds, folders_, findings);
-      return bounds.ContainsAny(*findings);
+      break;
     case SearchKind::kSubkeys:
       FindSubkeys(criterion, findings);
-      return bounds.ContainsAny(*findings);
+      break;
     case SearchKind::kValue:
       FindValue(criterion, findings);
-      return bounds.ContainsAny(*findings);
+      break;
     case SearchKind::kProduct:
       FindProductVersion(criterion, findings);
-      return bounds.ContainsAny(*findings);
+      break;
     case SearchKind::kRelatedProducts:
       FindRelatedVersions(criterion, findings);
-      return bounds.ContainsAny(*findings);
+      break;
     case SearchKind::kKeyExists:
       return KeyExists(criterion);
     case SearchKind::kNoKey:
@@ -64,6 +59,8 @@ bool SearchEngine::Find(const Criterion& criterion, Findings* findings) const {
     default:
       return false;
   }
+  // Version bounds belong to the kinds that find versions; the others answer by themselves.
+  return bounds.ContainsAny(*findings);
 }
 
 }  // namespace appsearch

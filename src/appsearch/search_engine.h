@@ -6,7 +6,7 @@
 
 #include "appsearch/criterion.h"
 #include "appsearch/folder_resolver.h"
-#include "msi/binary_extractor.h"
+#include "appsearch/program_search.h"
 
 namespace appsearch {
 
@@ -23,7 +23,7 @@ class SearchEngine {
  public:
   // `programs` is where program runs take their program from; it must outlive the engine. `folders`
   // resolves the references in paths and arguments.
-  SearchEngine(msi::ProgramSource* programs, FolderResolver folders)
+  SearchEngine(ProgramSource* programs, FolderResolver folders)
       : programs_(programs), folders_(std::move(folders)) {}
 
   // Runs the criteria in order; none at all find nothing. With `stop_early`, those that cannot
@@ -34,7 +34,7 @@ class SearchEngine {
  private:
   bool Find(const Criterion& criterion, Findings* findings) const;
 
-  msi::ProgramSource* programs_;
+  ProgramSource* programs_;
   FolderResolver folders_;
 };
 

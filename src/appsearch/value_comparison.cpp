@@ -62,19 +62,9 @@ bool Compares(std::string_view value, std::string_view reference) {
 bool CanCompare(std::string_view reference) {
   if (reference.empty()) return true;
   const std::string_view other = reference.substr(1);
-  switch (reference.front()) {
-    case '=':
-    case '!':
-    case '~':
-      return true;
-    case '<':
-    case '>':
-    case '+':
-    case '-':
-      return Order(other, other).has_value();
-    default:
-      return false;
-  }
+  const bool by_text = std::string_view("=!~").find(reference.front()) != reference.npos;
+  const bool by_order = std::string_view("<>+-").find(reference.front()) != reference.npos;
+  return by_text || (by_order && Order(other, other));
 }
 
 }  // namespace appsearch

@@ -6,8 +6,8 @@
 namespace appsearch {
 namespace {
 
-// A part above this has no room for another digit. One that equals it may still leave the signed
-// range with the next digit and then counts as negative; the check is this coarse on purpose.
+// Compatibility: a part above this has no room for another digit. One that equals it may still
+// leave the signed range with the next digit and then counts as negative.
 constexpr uint32_t kLargestBeforeDigit = 214748364;
 
 bool IsDigit(char letter) { return letter >= '0' && letter <= '9'; }

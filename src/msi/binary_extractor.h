@@ -12,21 +12,9 @@ namespace msi {
 // stream was not written whole; a file that was only written in part stays.
 bool ExtractByQuery(MSIHANDLE database, const std::string& query, const std::string& path);
 
-// Where programs that a package brings come from. Texts are in the ANSI code page.
-class ProgramSource {
- public:
-  // Writes the program `name` to a temporary file, in place of one that should be there already,
-  // and gives its path; empty on failure. The source owns the file, and keeps it until it is asked
-  // for the next one or ends.
-  virtual std::string ExtractToTempExe(const std::string& name) = 0;
-
- protected:
-  ~ProgramSource() = default;  // Nobody owns a source through this interface.
-};
-
 // Takes programs out of a table of the running package, into the user's temporary folder. At most
 // one file is there at a time. Used only on the thread that entered the custom action.
-class BinaryExtractor final : public ProgramSource {
+class BinaryExtractor {
  public:
   // `query_prefix` is the query up to and with the quote before the name. `install` is borrowed.
   BinaryExtractor(MSIHANDLE install, std::string query_prefix);
@@ -34,7 +22,10 @@ class BinaryExtractor final : public ProgramSource {
   BinaryExtractor& operator=(const BinaryExtractor&) = delete;
   ~BinaryExtractor();
 
-  std::string ExtractToTempExe(const std::string& name) override;
+  // Writes the program `name` to a temporary file, in place of one that should be there already,
+  // and gives its path, in the ANSI code page; empty on failure. The file goes with the next call
+  // or the extractor.
+  std::string ExtractToTempExe(const std::string& name);
 
  private:
   void RemoveTempFile();

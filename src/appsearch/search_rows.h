@@ -1,0 +1,36 @@
+#ifndef APPSEARCH_SEARCH_ROWS_H_
+#define APPSEARCH_SEARCH_ROWS_H_
+
+#include <string>
+#include <vector>
+
+#include "appsearch/criterion.h"
+#include "msi/session.h"
+
+namespace appsearch {
+
+inline constexpr wchar_t kSearchTable[] = L"QX_AppSearchEx";
+
+// One row of `QX_AppSearchEx`, made once from the table.
+struct SearchRow {
+  std::wstring property;   // The one to set.
+  std::wstring condition;  // Not evaluated yet.
+  SearchKind kind = SearchKind::kFile;
+  std::wstring search;  // Not formatted yet.
+  std::wstring lowest;  // Version bounds; empty for none.
+  std::wstring highest;
+  std::wstring reference;
+  bool view64 = false;
+};
+
+// The rows in their order; none when the table is missing or cannot be read.
+std::vector<SearchRow> LoadSearchRows(const msi::InstallerSession& session);
+
+// The two ends of the narrow text that the engine works on. The first takes the formatted search
+// text; the second gives the value of the row's property after something was found.
+Criterion ToCriterion(const SearchRow& row, const std::wstring& search);
+std::wstring ToPropertyValue(const SearchRow& row, const Findings& findings);
+
+}  // namespace appsearch
+
+#endif  // APPSEARCH_SEARCH_ROWS_H_
