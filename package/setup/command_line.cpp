@@ -2,15 +2,17 @@
 
 #include <algorithm>
 
+#include "contract/extraction.h"
+#include "contract/properties.h"
 #include "util/text.h"
 
 namespace setup {
 namespace {
 
 constexpr std::wstring_view kBlanks = L" \t";
-constexpr std::wstring_view kGroups = L"/groupsextract:";
-constexpr std::wstring_view kOut = L"/out:";
-constexpr std::wstring_view kCallback = L"/callbackid:";
+constexpr std::wstring_view kGroups = contract::kGroupsArgument;
+constexpr std::wstring_view kOut = contract::kFolderArgument;
+constexpr std::wstring_view kCallback = contract::kCallbackArgument;
 constexpr size_t kLongestNumber = 20;
 
 bool StartsWith(std::wstring_view text, std::wstring_view start) {
@@ -47,7 +49,7 @@ bool IsNumber(std::wstring_view text) {
 
 // "101;104;", also without the last separator.
 bool ReadGroups(std::wstring_view text, std::vector<int32_t>* groups) {
-  for (const std::wstring& piece : util::Split(text, L';')) {
+  for (const std::wstring& piece : util::Split(text, contract::kGroupDelimiter)) {
     if (piece.empty()) continue;
     if (!IsNumber(std::wstring_view(piece).substr(piece.front() == L'-' ? 1 : 0))) return false;
     groups->push_back(util::ParseDecimal<int32_t>(piece));
@@ -56,6 +58,10 @@ bool ReadGroups(std::wstring_view text, std::vector<int32_t>* groups) {
 }
 
 std::wstring Quoted(const std::wstring& text) { return L"\"" + text + L"\""; }
+
+std::wstring Assignment(const wchar_t* property, const std::wstring& value) {
+  return std::wstring(L" ") + property + L"=" + Quoted(value);
+}
 
 }  // namespace
 
@@ -99,8 +105,9 @@ bool IsSilent(std::wstring_view arguments) {
 
 std::wstring InstallArguments(const std::wstring& package, const std::wstring& own_path,
                               const std::wstring& extract_folder, std::wstring_view users) {
-  std::wstring line = L"/i " + Quoted(package) + L" QX_SETUPEXEPATH=" + Quoted(own_path) +
-                      L" QX_EXTRACT_DIR=" + Quoted(extract_folder);
+  std::wstring line = L"/i " + Quoted(package) +
+                      Assignment(contract::kSetupPathProperty, own_path) +
+                      Assignment(contract::kExtractFolderProperty, extract_folder);
   if (!users.empty()) (line += L' ') += users;
   return line;
 }

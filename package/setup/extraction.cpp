@@ -1,13 +1,14 @@
 #include "extraction.h"
 
-#include <msi.h>
-
 #include <algorithm>
 
 #include "archive.h"
+#include "contract/extraction.h"
 #include "util/files.h"
 #include "util/pipe_channel.h"
 #include "util/text.h"
+
+using contract::MessageKind;
 
 namespace setup {
 namespace {
@@ -44,17 +45,17 @@ class Reporter : public UnpackListener {
 
   [[nodiscard]] bool SendTotal(uint64_t bytes) {
     report_step_ = bytes / kReports;
-    return Begin(INSTALLMESSAGE_COMMONDATA) && SendBytes(bytes);
+    return Begin(MessageKind::kTotal) && SendBytes(bytes);
   }
   [[nodiscard]] bool SendGroup(int32_t group) {
-    return Begin(INSTALLMESSAGE_ACTIONSTART) && Check(channel_.AskInteger(group));
+    return Begin(MessageKind::kGroupStart) && Check(channel_.AskInteger(group));
   }
   [[nodiscard]] bool SendFile(const std::wstring& path) {
-    return Begin(INSTALLMESSAGE_ACTIONDATA) && Check(channel_.Ask(path));
+    return Begin(MessageKind::kFile) && Check(channel_.Ask(path));
   }
   // True when there is space now; without a listener the lack of it is final.
   [[nodiscard]] bool AskForSpace(const std::wstring& path, uint64_t bytes) {
-    return has_listener_ && Begin(INSTALLMESSAGE_OUTOFDISKSPACE) && Check(channel_.Ask(path)) &&
+    return has_listener_ && Begin(MessageKind::kOutOfDiskSpace) && Check(channel_.Ask(path)) &&
            SendBytes(bytes);
   }
 
@@ -67,18 +68,18 @@ class Reporter : public UnpackListener {
     return SendProgress(done);
   }
   [[nodiscard]] bool SendProgress(uint64_t done) {
-    return Begin(INSTALLMESSAGE_PROGRESS) && SendBytes(done);
+    return Begin(MessageKind::kProgress) && SendBytes(done);
   }
 
  private:
-  bool Begin(INSTALLMESSAGE kind) {
-    return !has_listener_ || (going_on_ && Check(channel_.AskInteger(kind)));
+  bool Begin(MessageKind kind) {
+    return !has_listener_ || (going_on_ && Check(channel_.AskInteger(static_cast<int32_t>(kind))));
   }
   bool SendBytes(uint64_t bytes) {
     return !has_listener_ || Check(channel_.AskInteger64(static_cast<int64_t>(bytes)));
   }
   bool Check(const std::wstring& answer) {
-    if (has_listener_) going_on_ = answer == L"OK";
+    if (has_listener_) going_on_ = answer == contract::kGoOnText;
     return going_on_;
   }
 

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "contract/properties.h"
 #include "msi/messages.h"
 #include "util/text.h"
 
@@ -12,9 +13,9 @@ constexpr char kProgramQuery[] = "SELECT `Data` FROM `Binary` WHERE `Name`= '";
 
 // Where the package's setup executable is: what it says itself, or the folder of its path.
 FolderResolver FoldersOf(const msi::InstallerSession& session) {
-  std::wstring folder = session.GetProperty(L"SETUPEXEDIR");
+  std::wstring folder = session.GetProperty(contract::kSetupFolderProperty);
   if (folder.empty()) {
-    const std::wstring executable = session.GetProperty(L"QX_SETUPEXEPATH");
+    const std::wstring executable = session.GetProperty(contract::kSetupPathProperty);
     folder = executable.substr(0, executable.rfind(L'\\') + 1);
   }
   return FolderResolver(util::ToAnsi(folder));

@@ -5,11 +5,12 @@
 #include <vector>
 
 #include "appsearch/criterion.h"
+#include "contract/tables.h"
 #include "msi/session.h"
 
 namespace appsearch {
 
-inline constexpr wchar_t kSearchTable[] = L"QX_AppSearchEx";
+using contract::kSearchTable;
 
 // One row of `QX_AppSearchEx`, made once from the table.
 struct SearchRow {

@@ -1,5 +1,7 @@
 #include "msi/session.h"
 
+#include "contract/properties.h"
+
 namespace msi {
 
 std::wstring InstallerSession::GetProperty(const std::wstring& name) const {
@@ -74,7 +76,9 @@ bool InstallerSession::DoAction(const char* name) const {
   return ::MsiDoActionA(install_, name) == ERROR_SUCCESS;
 }
 
-bool InstallerSession::IsInstalled() const { return !GetProperty(L"Installed").empty(); }
+bool InstallerSession::IsInstalled() const {
+  return !GetProperty(contract::kInstalledProperty).empty();
+}
 
 std::wstring FormatText(MSIHANDLE install, const std::wstring& text) {
   std::wstring result;

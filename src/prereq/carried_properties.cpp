@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "contract/properties.h"
+#include "contract/tables.h"
 #include "msi/table_snapshot.h"
 #include "util/text.h"
 
@@ -65,17 +67,17 @@ constexpr const wchar_t* kStandardNames[] = {
     L"TRANSFORMS",
     L"TRANSFORMSATSOURCE",
     L"TRANSFORMSSECURE",
-    L"QX_EXTRACT_DIR",
-    L"QX_PREREQFILES",
-    L"QX_PREREQDIRS",
-    L"QX_DOWNLOAD_DIR",
+    contract::kExtractFolderProperty,
+    contract::kFilesProperty,
+    contract::kFoldersProperty,
+    contract::kDownloadFolderProperty,
     L"QX_TEMP_FILE_ROLLBACK_INFO",
     L"QXTEMPFILESEXTRACTED",
     L"QXTEMPFILESREMOVED",
 };
 
 // Tables of actions, dialogs and files that set properties the `Property` table need not list.
-constexpr const wchar_t* kNamingTables[] = {L"AppSearch", L"QX_AppSearchEx", L"Control",
+constexpr const wchar_t* kNamingTables[] = {L"AppSearch", contract::kSearchTable, L"Control",
                                             L"QX_TempFile"};
 
 // The system is asked only beyond ASCII: on the oldest systems this call has no answer.
@@ -102,7 +104,7 @@ std::vector<std::wstring> CarriedProperties::Collect() {
   LoadCandidates();
   for (const wchar_t* name : kStandardNames) Carry(name);
   for (const std::wstring& name :
-       util::Split(session_.GetProperty(L"SecureCustomProperties"), L';')) {
+       util::Split(session_.GetProperty(contract::kSecureProperty), L';')) {
     Carry(name);
   }
   for (const auto& [name, value] : candidates_) Carry(name);

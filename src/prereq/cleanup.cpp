@@ -1,9 +1,9 @@
 #include "prereq/cleanup.h"
 
+#include "contract/properties.h"
 #include "download/partial_file.h"
 #include "msi/session.h"
 #include "prereq/resume.h"
-#include "prereq/work_folders.h"
 #include "util/files.h"
 #include "util/text.h"
 
@@ -62,10 +62,12 @@ bool HasFolderPrefix(std::wstring_view path, std::wstring_view folder, bool case
 
 void CleanupRunner::Run() const {
   const msi::InstallerSession session(install_);
-  (void)RemoveResumeRegistration(session.GetProperty(L"ProductCode"));
+  (void)RemoveResumeRegistration(session.GetProperty(contract::kProductCodeProperty));
   const std::wstring partial_ending = util::ToWide(download::kPartialFileEnding);
-  const auto files = util::Split(session.GetProperty(kFilesProperty), kListSeparator);
-  const auto folders = util::Split(session.GetProperty(kFoldersProperty), kListSeparator);
+  const auto files =
+      util::Split(session.GetProperty(contract::kFilesProperty), contract::kListDelimiter);
+  const auto folders =
+      util::Split(session.GetProperty(contract::kFoldersProperty), contract::kListDelimiter);
   for (const std::wstring& file : files) {
     // A transfer that broke off leaves a partial file beside the recorded name.
     for (const std::wstring& path : {file, file + partial_ending}) {

@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "contract/extraction.h"
+#include "contract/properties.h"
 #include "prereq/extract_progress_server.h"
 #include "prereq/rows.h"
 #include "prereq/work_folders.h"
@@ -16,11 +18,9 @@
 namespace prereq {
 namespace {
 
-constexpr wchar_t kSetupExecutable[] = L"QX_SETUPEXEPATH";
 constexpr char kFindExecutableAction[] = "QX_FindExeLzma";  // The package's own.
 
 constexpr uint32_t kCancelled = 1;
-constexpr uint32_t kFirstGroup = 100;  // The group of a row is this and its `Sequence`.
 constexpr size_t kOlderFamilyBufferBytes = 264;
 
 // The rows of the result stay those of `rows`.
@@ -33,23 +33,25 @@ std::vector<ExtractGroup> SelectGroups(const msi::InstallerSession& session,
       continue;
     }
     const auto sequence = util::ParseDecimal<uint32_t>(row.Get(L"Sequence"));
-    groups.push_back({static_cast<int32_t>(sequence + kFirstGroup), &row});
+    groups.push_back({static_cast<int32_t>(sequence + contract::kFirstGroup), &row});
   }
   return groups;
 }
 
 std::wstring BuildArguments(const std::vector<ExtractGroup>& groups, const std::wstring& folder) {
-  std::wstring arguments = L"/groupsextract:";
-  for (const ExtractGroup& group : groups) arguments += util::ToSignedDecimal(group.id) + L";";
-  arguments += L" /out:\"" + folder + L"\"";
-  return arguments + L" /callbackid:" + util::ToDecimal(::GetCurrentProcessId());
+  std::wstring arguments = contract::kGroupsArgument;
+  for (const ExtractGroup& group : groups) {
+    arguments += util::ToSignedDecimal(group.id) + contract::kGroupDelimiter;
+  }
+  arguments += std::wstring(L" ") + contract::kFolderArgument + L'"' + folder + L'"';
+  return arguments + L' ' + contract::kCallbackArgument + util::ToDecimal(::GetCurrentProcessId());
 }
 
 std::wstring FindSetupExecutable(const msi::InstallerSession& session) {
-  std::wstring path = session.GetProperty(kSetupExecutable);
+  std::wstring path = session.GetProperty(contract::kSetupPathProperty);
   if (!path.empty()) return path;
   (void)session.DoAction(kFindExecutableAction);  // The property tells.
-  return session.GetProperty(kSetupExecutable);
+  return session.GetProperty(contract::kSetupPathProperty);
 }
 
 // The low byte of each unit, without the code page, on purpose. False when the text and its
@@ -77,7 +79,7 @@ bool StartExtraction(const std::wstring& executable, const std::wstring& argumen
 
 uint32_t RunExtractPhase(PrerequisiteManager* manager) {
   const msi::InstallerSession& session = manager->session();
-  if (session.GetProperty(L"QX_FilesInsideExe").empty()) return ERROR_SUCCESS;
+  if (session.GetProperty(contract::kFilesInsideProperty).empty()) return ERROR_SUCCESS;
   PrepareFolderList(session);
   manager->Announce(kExtractAction);
 

@@ -1,9 +1,8 @@
 #include "prereq/extract_progress_server.h"
 
-#include <msi.h>
-
 #include <algorithm>
 
+#include "contract/extraction.h"
 #include "msi/messages.h"
 #include "prereq/progress_reporter.h"
 #include "prereq/work_folders.h"
@@ -48,16 +47,17 @@ void ExtractProgressServer::Serve() {
 }
 
 void ExtractProgressServer::Handle(int32_t kind) {
-  switch (kind) {
-    case INSTALLMESSAGE_COMMONDATA:
+  using contract::MessageKind;
+  switch (static_cast<MessageKind>(kind)) {
+    case MessageKind::kTotal:
       return OnTotal();
-    case INSTALLMESSAGE_PROGRESS:
+    case MessageKind::kProgress:
       return OnProgress();
-    case INSTALLMESSAGE_OUTOFDISKSPACE:
+    case MessageKind::kOutOfDiskSpace:
       return OnOutOfDiskSpace();
-    case INSTALLMESSAGE_ACTIONSTART:
+    case MessageKind::kGroupStart:
       return OnGroupStart();
-    case INSTALLMESSAGE_ACTIONDATA:
+    case MessageKind::kFile:
       return OnFile();
     default:
       (void)channel_->Receive();  // Kinds that later setup executables may send.

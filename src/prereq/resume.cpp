@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <mstask.h>
 
+#include "contract/properties.h"
 #include "prereq/carried_properties.h"
 #include "util/files.h"
 #include "util/process.h"
@@ -35,22 +36,22 @@ bool WriteRunValue(const std::wstring& name, const ResumeCommand& command) {
 void RegisterResume(const msi::InstallerSession& session) {
   const ResumeCommand command = BuildResumeCommand(session);
   // Failures are silent: the installation goes on whatever happens here.
-  (void)RegisterResumeJob(session.GetProperty(L"ProductCode"), command,
+  (void)RegisterResumeJob(session.GetProperty(contract::kProductCodeProperty), command,
                           msi::FormatText(session.handle(), L"[%UserDomain]\\[LogonUser]"));
 }
 
 ResumeCommand BuildResumeCommand(const msi::InstallerSession& session) {
   ResumeCommand command;
-  std::wstring package = L'"' + session.GetProperty(L"OriginalDatabase") + L'"';
-  if (!session.GetProperty(L"QXEXTERNALUI").empty()) {
+  std::wstring package = L'"' + session.GetProperty(contract::kOriginalDatabaseProperty) + L'"';
+  if (!session.GetProperty(contract::kExternalUiProperty).empty()) {
     // The package's setup executable shows an interface of its own.
-    command.program = session.GetProperty(L"QX_SETUPEXEPATH");
+    command.program = session.GetProperty(contract::kSetupPathProperty);
   } else {
     command.program = util::InstallerProgramPath();
-    if (session.IsInstalled()) package = session.GetProperty(L"ProductCode");
+    if (session.IsInstalled()) package = session.GetProperty(contract::kProductCodeProperty);
   }
   // No blank before the marker: the closing quote or brace ends the package's token.
-  command.arguments = L"/i " + package + L"QX_RESUME=1 " +
+  command.arguments = L"/i " + package + contract::kResumeProperty + L"=1 " +
                       util::JoinArguments(CarriedProperties(session).Collect());
   return command;
 }

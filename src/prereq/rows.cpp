@@ -1,5 +1,6 @@
 #include "prereq/rows.h"
 
+#include "contract/properties.h"
 #include "prereq/work_folders.h"
 #include "util/text.h"
 
@@ -10,8 +11,8 @@ constexpr size_t kLongestUrlNameChars = 30;
 
 // Where the files lie that travel with the package but not inside its setup executable.
 std::wstring FolderOfSetupExecutable(const msi::InstallerSession& session) {
-  const std::wstring executable = session.GetProperty(L"QX_SETUPEXEPATH");
-  if (executable.empty()) return session.GetProperty(L"SourceDir");
+  const std::wstring executable = session.GetProperty(contract::kSetupPathProperty);
+  if (executable.empty()) return session.GetProperty(contract::kSourceFolderProperty);
   const size_t slash = executable.rfind(L'\\');
   return slash == std::wstring::npos ? executable : executable.substr(0, slash);
 }
@@ -91,8 +92,9 @@ std::wstring SetupFilePath(const msi::InstallerSession& session, const msi::Tabl
       folder = DownloadFolder(session);
       break;
     case kCarriedLocation:
-      folder = session.GetProperty(L"QX_FilesInsideExe").empty() ? FolderOfSetupExecutable(session)
-                                                                 : ExtractFolder(session);
+      folder = session.GetProperty(contract::kFilesInsideProperty).empty()
+                   ? FolderOfSetupExecutable(session)
+                   : ExtractFolder(session);
       break;
     default:
       return {};

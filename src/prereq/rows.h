@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "contract/tables.h"
 #include "msi/session.h"
 #include "msi/table_snapshot.h"
 
@@ -14,7 +15,7 @@
 // handles, and where a row's setup file lies.
 namespace prereq {
 
-inline constexpr wchar_t kPrerequisiteTable[] = L"QX_PreRequisite";
+using contract::kPrerequisiteTable;
 
 // Values of `Location`; every other one means that the row has no setup file.
 inline constexpr int kCarriedLocation = 0;  // With the package: beside it or in its executable.

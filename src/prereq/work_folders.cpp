@@ -5,27 +5,27 @@
 namespace prereq {
 
 std::wstring DownloadFolder(const msi::InstallerSession& session) {
-  std::wstring folder = session.GetProperty(L"QX_DOWNLOAD_DIR");
-  if (folder.empty()) folder = session.GetProperty(L"QX_EXTRACT_DIR");
+  std::wstring folder = session.GetProperty(contract::kDownloadFolderProperty);
+  if (folder.empty()) folder = session.GetProperty(contract::kExtractFolderProperty);
   if (folder.empty()) folder = L"[TempFolder][ProductCode]";
   return msi::FormatText(session.handle(), folder);
 }
 
 std::wstring ExtractFolder(const msi::InstallerSession& session) {
-  return msi::FormatText(session.handle(), session.GetProperty(L"QX_EXTRACT_DIR"));
+  return msi::FormatText(session.handle(), session.GetProperty(contract::kExtractFolderProperty));
 }
 
 void PrepareFolderList(const msi::InstallerSession& session) {
   if (!session.GetProperty(kFoldersProperty).empty()) return;
   std::wstring list = NearestExisting(DownloadFolder(session));
   const std::wstring extract = NearestExisting(ExtractFolder(session));
-  if (!extract.empty() && extract != list) list += kListSeparator + extract;
+  if (!extract.empty() && extract != list) list += contract::kListDelimiter + extract;
   session.SetProperty(kFoldersProperty, list);
 }
 
 void AppendToFileList(const msi::InstallerSession& session, const std::wstring& path) {
   std::wstring list = session.GetProperty(kFilesProperty);
-  if (!list.empty()) list += kListSeparator;
+  if (!list.empty()) list += contract::kListDelimiter;
   session.SetProperty(kFilesProperty, list + path);
 }
 

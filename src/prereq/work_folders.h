@@ -3,15 +3,15 @@
 
 #include <string>
 
+#include "contract/properties.h"
 #include "msi/session.h"
 
 // The two folders that setup files are put into, and the two properties that tell the clean-up what
-// to delete. Both lists hold full paths joined by one U+0001.
+// to delete.
 namespace prereq {
 
-inline constexpr wchar_t kFilesProperty[] = L"QX_PREREQFILES";
-inline constexpr wchar_t kFoldersProperty[] = L"QX_PREREQDIRS";
-inline constexpr wchar_t kListSeparator = L'\x01';
+using contract::kFilesProperty;
+using contract::kFoldersProperty;
 
 // Folder of the downloaded setup files, property references resolved. Need not exist yet.
 std::wstring DownloadFolder(const msi::InstallerSession& session);

@@ -7,8 +7,6 @@
 namespace util {
 namespace {
 
-constexpr char kNamePrefix[] = "\\\\.\\pipe\\ToServer";
-
 constexpr DWORD kLongestMessageBytes = PipeChannel::kLongestTextChars * sizeof(wchar_t);
 // Twice what one read takes, which is the longest message; the rest is slack.
 constexpr size_t kBufferChars = 2 * PipeChannel::kLongestTextChars;
@@ -33,7 +31,7 @@ HANDLE OpenPipe(const std::string& name) {
 
 bool PipeChannel::Open(Side side, const std::string& name_suffix) {
   if (pipe_) return true;
-  const std::string name = kNamePrefix + name_suffix;
+  const std::string name = contract::kPipeNamePrefix + name_suffix;
   pipe_.Reset(side == Side::kServer ? MakePipe(name) : OpenPipe(name));
   if (!pipe_) return false;
   side_ = side;
@@ -69,7 +67,7 @@ bool PipeChannel::ReceiveInteger(int32_t* value) {
   if (!pipe_) return false;
   const std::wstring text = Receive();
   *value = ParseDecimal<int32_t>(text);
-  return text != kCloseText;
+  return text != contract::kCloseText;
 }
 
 bool PipeChannel::ReceiveInteger64(int64_t* value) {
@@ -96,7 +94,7 @@ std::wstring PipeChannel::AskInteger64(int64_t value) {
   const uint64_t rest = static_cast<uint64_t>(value) - static_cast<uint64_t>(int64_t{low});
   (void)AskInteger(low);  // Only the answer to the whole number counts.
   std::wstring answer = AskInteger(static_cast<int32_t>(rest >> 32));
-  close_seen_ = close_seen_ || answer == kCloseText;
+  close_seen_ = close_seen_ || answer == contract::kCloseText;
   return answer;
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "contract/extraction.h"
 #include "util/unique_handle.h"
 
 namespace util {
@@ -51,8 +52,8 @@ class PipeChannel {
   [[nodiscard]] bool ReceiveInteger64(int64_t* value);
 
   // The server's two answers: go on, or stop.
-  void Acknowledge() { Send(L"OK"); }
-  void Refuse() { Send(kCloseText); }
+  void Acknowledge() { Send(contract::kGoOnText); }
+  void Refuse() { Send(contract::kCloseText); }
 
   // For the client: each sends and gives the server's answer, empty when there was none.
   std::wstring Ask(std::wstring_view text);
@@ -62,10 +63,8 @@ class PipeChannel {
   std::wstring AskInteger64(int64_t value);
   // Ends the talk. A server that ends with it does not answer; the call returns when the server
   // has closed its end.
-  std::wstring AskClose() { return Ask(kCloseText); }
+  std::wstring AskClose() { return Ask(contract::kCloseText); }
   [[nodiscard]] bool close_seen() const { return close_seen_; }
-
-  static constexpr wchar_t kCloseText[] = L"CLOSE";
 
  private:
   bool WaitForClient() const;

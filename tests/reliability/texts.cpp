@@ -11,6 +11,7 @@
 #include "appsearch/registry_values.h"
 #include "appsearch/value_comparison.h"
 #include "appsearch/version.h"
+#include "contract/properties.h"
 #include "download/header_fields.h"
 #include "download/url.h"
 #include "download/wininet.h"
@@ -42,11 +43,11 @@ void CheckLists(Part* part, Random* random) {
   Texts pieces = RandomTexts(random, 8);
   std::wstring list;
   for (std::wstring& piece : pieces) {
-    std::erase(piece, prereq::kListSeparator);
-    list += (&piece == &pieces.front() ? L"" : std::wstring(1, prereq::kListSeparator)) + piece;
+    std::erase(piece, contract::kListDelimiter);
+    list += (&piece == &pieces.front() ? L"" : std::wstring(1, contract::kListDelimiter)) + piece;
   }
   if (list.empty()) pieces.clear();
-  part->FaultIf(util::Split(list, prereq::kListSeparator) != pieces,
+  part->FaultIf(util::Split(list, contract::kListDelimiter) != pieces,
                 "a list comes apart otherwise");
 
   // A language list matches by whole pieces only.
