@@ -299,7 +299,7 @@ void CompareActions() {
         if (::MsiOpenPackageW(path.c_str(), install.Receive()) != ERROR_SUCCESS) Fail("opening");
       },
       [&] {
-        appsearch::AppSearchRunner(install.Get()).Run();
+        appsearch::AppSearchRunner(msi::InstallerSession(install.Get())).Run();
         return static_cast<size_t>(kRows);
       },
       [&] { return SearchTableBare(install.Get()); });

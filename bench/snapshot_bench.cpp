@@ -142,7 +142,7 @@ int main() {
     loop_seconds =
         std::min(loop_seconds,
                  bench::Seconds([&] { whole = whole && LoopOverCalls(database.Get()) == kRows; }));
-    msi::TableSnapshot snapshot(0, L"QX_PreRequisite", msi::UniqueMsiHandle(open()));
+    msi::TableSnapshot snapshot(msi::UniqueMsiHandle(open()), L"QX_PreRequisite");
     snapshot_seconds =
         std::min(snapshot_seconds, bench::Seconds([&] { whole = whole && Load(&snapshot); }));
   }

@@ -11,6 +11,7 @@
 namespace setup {
 namespace {
 
+constexpr wchar_t kInstallerProgram[] = L"msiexec.exe";
 constexpr wchar_t kPrerequisitesFolder[] = L"\\Prerequisites";
 
 // Answers the first file's path, which is the package's, in `package`.
@@ -70,7 +71,7 @@ DWORD RunInstallation(const std::wstring& own_path, std::wstring_view users_argu
   if (error == ERROR_SUCCESS) {
     const std::wstring arguments =
         InstallArguments(package, own_path, folder + kPrerequisitesFolder, users_arguments);
-    error = Run(util::InstallerProgramPath(), arguments, exit_code);
+    error = Run(util::SystemFolder() + kInstallerProgram, arguments, exit_code);
   }
   if (error != ERROR_SUCCESS) RemovePackage(archive, folder);
   return error;

@@ -21,23 +21,22 @@ FolderResolver FoldersOf(const msi::InstallerSession& session) {
   return FolderResolver(util::ToAnsi(folder));
 }
 
-void ClearProgressText(MSIHANDLE install) {
-  msi::MessageRecord(4).Set(3, L"[1]").Send(install, INSTALLMESSAGE_ACTIONSTART);
-  msi::MessageRecord(1).Set(1, L" ").Send(install, INSTALLMESSAGE_ACTIONDATA);
+void ClearProgressText(const msi::InstallerSession& session) {
+  msi::MessageRecord(4).Set(3, L"[1]").Send(session, INSTALLMESSAGE_ACTIONSTART);
+  msi::MessageRecord(1).Set(1, L" ").Send(session, INSTALLMESSAGE_ACTIONDATA);
 }
 
 }  // namespace
 
-AppSearchRunner::AppSearchRunner(MSIHANDLE install)
-    : session_(install),
-      programs_(install, kProgramQuery),
+AppSearchRunner::AppSearchRunner(const msi::InstallerSession& session)
+    : session_(session),
+      programs_(session, kProgramQuery),
       engine_(&programs_, FoldersOf(session_)) {}
 
-UINT AppSearchRunner::Run() {
-  msi::AnnounceAction(session_.handle(), kAnnouncingRow, kSearchTable);
+void AppSearchRunner::Run() {
+  msi::AnnounceAction(session_, kAnnouncingRow, kSearchTable);
   for (const SearchRow& row : LoadSearchRows(session_)) Search(row);
-  ClearProgressText(session_.handle());
-  return ERROR_SUCCESS;
+  ClearProgressText(session_);
 }
 
 void AppSearchRunner::Search(const SearchRow& row) const {
@@ -46,11 +45,11 @@ void AppSearchRunner::Search(const SearchRow& row) const {
   // Compatibility: only a condition that is false skips the search, not one that does not parse.
   if (session_.GetConditionState(row.condition) == MSICONDITION_FALSE) return;
 
-  const std::wstring search = msi::FormatText(session_.handle(), row.search);
+  const std::wstring search = msi::FormatText(session_, row.search);
   msi::MessageRecord(4)
       .Set(1, row.property)
       .Set(2, search)
-      .Send(session_.handle(), INSTALLMESSAGE_ACTIONDATA);
+      .Send(session_, INSTALLMESSAGE_ACTIONDATA);
   const SearchResult result =
       engine_.Search({ToCriterion(row, search)}, CombiningMode::kAll, /*stop_early=*/true);
   // The bounds are for texts of the package, found or not.

@@ -18,17 +18,17 @@ inline constexpr wchar_t kAnnouncingRow[] = L"AppSearch";
 // one call of the custom action, on the installer's thread.
 class AppSearchRunner {
  public:
-  // `install` is borrowed.
-  explicit AppSearchRunner(MSIHANDLE install);
+  // The session is borrowed.
+  explicit AppSearchRunner(const msi::InstallerSession& session);
 
-  // Always ERROR_SUCCESS: no search that fails or finds nothing fails the installation.
-  UINT Run();
+  // Answers nothing: no search that fails or finds nothing fails the installation.
+  void Run();
 
  private:
   // The programs of the running package.
   class Programs final : public ProgramSource {
    public:
-    Programs(MSIHANDLE install, const char* query) : binaries_(install, query) {}
+    Programs(const msi::InstallerSession& session, const char* query) : binaries_(session, query) {}
     std::string ExtractToTempExe(const std::string& name) override {
       return binaries_.ExtractToTempExe(name);
     }
@@ -39,7 +39,7 @@ class AppSearchRunner {
 
   void Search(const SearchRow& row) const;
 
-  msi::InstallerSession session_;
+  const msi::InstallerSession& session_;
   Programs programs_;
   SearchEngine engine_;
 };

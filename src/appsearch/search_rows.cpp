@@ -6,7 +6,7 @@
 namespace appsearch {
 
 std::vector<SearchRow> LoadSearchRows(const msi::InstallerSession& session) {
-  msi::TableSnapshot table(session.handle(), kSearchTable);
+  msi::TableSnapshot table(session, kSearchTable);
   table.Load({L"Property", L"Condition", L"Type", L"SearchString", L"VerMin", L"VerMax",
               L"Platform", L"RefContent"},
              {L"Order"});

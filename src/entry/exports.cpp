@@ -5,6 +5,7 @@
 #include <msi.h>
 
 #include "appsearch/app_search_runner.h"
+#include "msi/session.h"
 #include "prereq/cleanup.h"
 #include "prereq/download_phase.h"
 #include "prereq/extract_phase.h"
@@ -12,38 +13,57 @@
 #include "prereq/manager.h"
 #include "prereq/verify_phase.h"
 
+namespace {
+
+// What the installer is told.
+UINT ToResult(prereq::ActionEnd end) {
+  switch (end) {
+    case prereq::ActionEnd::kRefused:
+      return 2;
+    case prereq::ActionEnd::kCancelled:
+      return 1;
+    case prereq::ActionEnd::kDone:
+      break;
+  }
+  return ERROR_SUCCESS;
+}
+
+}  // namespace
+
 extern "C" UINT WINAPI DownloadPrereq(MSIHANDLE install) {
   prereq::PrerequisiteManager manager(install);
-  return prereq::RunDownloadPhase(&manager);
+  return ToResult(prereq::RunDownloadPhase(&manager));
 }
 
 extern "C" UINT WINAPI ExtractPrereq(MSIHANDLE install) {
   prereq::PrerequisiteManager manager(install);
-  return prereq::RunExtractPhase(&manager);
+  return ToResult(prereq::RunExtractPhase(&manager));
 }
 
 extern "C" UINT WINAPI InstallPrereq(MSIHANDLE install) {
   prereq::PrerequisiteManager manager(install);
-  return prereq::RunInstallPhase(&manager, prereq::InstallPass::kBeforeProduct);
+  return ToResult(prereq::RunInstallPhase(&manager, prereq::InstallPass::kBeforeProduct));
 }
 
 extern "C" UINT WINAPI InstallPostPrereq(MSIHANDLE install) {
   prereq::PrerequisiteManager manager(install);
-  return prereq::RunInstallPhase(&manager, prereq::InstallPass::kAfterProduct);
+  return ToResult(prereq::RunInstallPhase(&manager, prereq::InstallPass::kAfterProduct));
 }
 
 extern "C" UINT WINAPI VerifyPrereq(MSIHANDLE install) {
   prereq::PrerequisiteManager manager(install);
-  return prereq::RunVerifyPhase(&manager);
+  return ToResult(prereq::RunVerifyPhase(&manager));
 }
 
 // Never fails an installation: what could not be removed stays.
 extern "C" UINT WINAPI CleanPrereq(MSIHANDLE install) {
-  prereq::CleanupRunner(install).Run();
+  const msi::InstallerSession session(install);
+  prereq::CleanupRunner(session).Run();
   return ERROR_SUCCESS;
 }
 
 extern "C" UINT WINAPI DoAppSearchEx(MSIHANDLE install) {
-  appsearch::AppSearchRunner runner(install);
-  return runner.Run();
+  const msi::InstallerSession session(install);
+  appsearch::AppSearchRunner(session).Run();
+  return ERROR_SUCCESS;
 }

@@ -31,8 +31,8 @@ bool ExtractByQuery(MSIHANDLE database, const std::string& query, const std::str
          WriteStreamToFile(record.Get(), 1, util::ToWide(path));
 }
 
-BinaryExtractor::BinaryExtractor(MSIHANDLE install, std::string query_prefix)
-    : query_prefix_(std::move(query_prefix)), database_(::MsiGetActiveDatabase(install)) {}
+BinaryExtractor::BinaryExtractor(const InstallerSession& session, std::string query_prefix)
+    : query_prefix_(std::move(query_prefix)), database_(session.OpenDatabase()) {}
 
 BinaryExtractor::~BinaryExtractor() { RemoveTempFile(); }
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "msi/handles.h"
+#include "msi/session.h"
 
 namespace msi {
 
@@ -16,8 +17,8 @@ bool ExtractByQuery(MSIHANDLE database, const std::string& query, const std::str
 // one file is there at a time. Used only on the thread that entered the custom action.
 class BinaryExtractor {
  public:
-  // `query_prefix` is the query up to and with the quote before the name. `install` is borrowed.
-  BinaryExtractor(MSIHANDLE install, std::string query_prefix);
+  // `query_prefix` is the query up to and with the quote before the name.
+  BinaryExtractor(const InstallerSession& session, std::string query_prefix);
   BinaryExtractor(const BinaryExtractor&) = delete;
   BinaryExtractor& operator=(const BinaryExtractor&) = delete;
   ~BinaryExtractor();

@@ -39,7 +39,7 @@ std::wstring DirectoryResolver::ResolveDirectory(const std::wstring& key) {
       path = known->second;
       break;
     }
-    TableSnapshot rows(session_.handle(), L"Directory");
+    TableSnapshot rows(session_, L"Directory");
     if (!rows.Load({}, {}, (L"`Directory`='" + current + L"'").c_str())) break;
     const TableRow& row = *rows.begin();
     const std::wstring parent = row.Get(L"Directory_Parent");

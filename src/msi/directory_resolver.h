@@ -13,8 +13,8 @@ namespace msi {
 // that entered the custom action.
 class DirectoryResolver {
  public:
-  // `install` is borrowed.
-  explicit DirectoryResolver(MSIHANDLE install) : session_(install) {}
+  // The session is borrowed.
+  explicit DirectoryResolver(const InstallerSession& session) : session_(session) {}
 
   // The folder's path; empty when the key is unknown or its parents run in a circle. A property of
   // that name is the answer as it stands. Otherwise the path begins with what the nearest parent
@@ -22,7 +22,7 @@ class DirectoryResolver {
   std::wstring ResolveDirectory(const std::wstring& key);
 
  private:
-  InstallerSession session_;
+  const InstallerSession& session_;
   std::map<std::wstring, std::wstring> resolved_;
 };
 

@@ -80,18 +80,29 @@ bool InstallerSession::IsInstalled() const {
   return !GetProperty(contract::kInstalledProperty).empty();
 }
 
-std::wstring FormatText(MSIHANDLE install, const std::wstring& text) {
+UniqueMsiHandle InstallerSession::OpenDatabase() const {
+  return UniqueMsiHandle(install_ != 0 ? ::MsiGetActiveDatabase(install_) : 0);
+}
+
+int InstallerSession::ProcessMessage(UINT message, MSIHANDLE record) const {
+  return ::MsiProcessMessage(install_, static_cast<INSTALLMESSAGE>(message), record);
+}
+
+UINT InstallerSession::FormatRecord(MSIHANDLE record, std::wstring* text) const {
+  return ReadSized(
+      [&](wchar_t* buffer, DWORD* length) {
+        return ::MsiFormatRecordW(install_, record, buffer, length);
+      },
+      text);
+}
+
+std::wstring FormatText(const InstallerSession& session, const std::wstring& text) {
   std::wstring result;
   if (text.empty()) return result;
   const UniqueMsiHandle record(::MsiCreateRecord(1));
   if (!record || ::MsiRecordSetStringW(record.Get(), 0, text.c_str()) != ERROR_SUCCESS)
     return result;
-  // What could not be formatted is empty.
-  (void)ReadSized(
-      [&](wchar_t* buffer, DWORD* length) {
-        return ::MsiFormatRecordW(install, record.Get(), buffer, length);
-      },
-      &result);
+  (void)session.FormatRecord(record.Get(), &result);  // What could not be formatted is empty.
   return result;
 }
 

@@ -7,9 +7,10 @@
 
 namespace msi {
 
-// The running installation as a custom action sees it, on plain wide strings. A failed read is an
-// empty string, a failed write or test is false; nothing is reported to the user or the log. Used
-// only on the thread that entered the custom action.
+// The running installation as a custom action sees it, on plain wide strings: the one way to the
+// installer, whose handle nobody else holds. A failed read is an empty string, a failed write or
+// test is false; nothing is reported to the user or the log. Used only on the thread that entered
+// the custom action.
 class InstallerSession {
  public:
   // `install` is borrowed and never closed. 0 means that there is no session: reads are empty,
@@ -21,7 +22,7 @@ class InstallerSession {
   // A property that is not set reads as empty; callers cannot tell it from one set to "". Virtual,
   // so that a derived session can answer reads differently.
   virtual std::wstring GetProperty(const std::wstring& name) const;
-  // Declared after the read on purpose, which so comes first among the virtual operations.
+  // Compatibility: declared after the read, which so comes first among the virtual operations.
   virtual ~InstallerSession() = default;
 
   // True when the value was read; otherwise `value` is left empty. False also when the installer
@@ -32,8 +33,7 @@ class InstallerSession {
   // property.
   bool SetProperty(const std::wstring& name, const std::wstring& value) const;
 
-  // An empty condition counts as satisfied and one that does not parse as not satisfied, on
-  // purpose.
+  // Compatibility: an empty condition is satisfied, one that does not parse is not.
   bool EvaluateCondition(const std::wstring& condition) const;
 
   // The installer's own answer, for callers that draw the line elsewhere.
@@ -60,7 +60,17 @@ class InstallerSession {
   // True when the product is installed already: the property "Installed" is not empty.
   bool IsInstalled() const;
 
-  [[nodiscard]] MSIHANDLE handle() const { return install_; }
+  [[nodiscard]] bool is_open() const { return install_ != 0; }
+
+  // The database of the running package; empty without a session. The caller's own.
+  [[nodiscard]] UniqueMsiHandle OpenDatabase() const;
+
+  // Sends a record as a message and gives the installer's answer. `message` is its type with the
+  // flags of a message box.
+  int ProcessMessage(UINT message, MSIHANDLE record) const;
+
+  // Field 0 of the record with its references replaced. An error code; `text` stays as it was then.
+  [[nodiscard]] UINT FormatRecord(MSIHANDLE record, std::wstring* text) const;
 
  private:
   MSIHANDLE install_;
@@ -68,7 +78,7 @@ class InstallerSession {
 
 // `text` with its property references and other bracketed parts replaced by the installer. Empty on
 // any failure; an empty text is answered without asking the installer.
-std::wstring FormatText(MSIHANDLE install, const std::wstring& text);
+std::wstring FormatText(const InstallerSession& session, const std::wstring& text);
 
 }  // namespace msi
 

@@ -50,10 +50,9 @@ std::wstring TableRow::Get(const wchar_t* column) const {
   return {};
 }
 
-TableSnapshot::TableSnapshot(MSIHANDLE install, std::wstring table, UniqueMsiHandle database)
+TableSnapshot::TableSnapshot(UniqueMsiHandle database, std::wstring table)
     : table_(std::move(table)),
-      database_(install != 0 ? UniqueMsiHandle(::MsiGetActiveDatabase(install))
-                             : std::move(database)),
+      database_(std::move(database)),
       ready_(static_cast<bool>(database_)) {}
 
 bool TableSnapshot::Load(Names columns, Names order_columns, const wchar_t* condition) {

@@ -6,9 +6,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-#include "msi/handles.h"
+#include "msi/session.h"
 
 namespace msi {
 
@@ -51,9 +52,11 @@ class TableSnapshot {
 
   static constexpr DWORD kNoSizeLimit = 0xFFFFFFFF;
 
-  // Reads the active database of `install` (borrowed). With an `install` of 0 it reads `database`
-  // instead, which the snapshot then owns; with neither, every query yields no rows.
-  TableSnapshot(MSIHANDLE install, std::wstring table, UniqueMsiHandle database = {});
+  // Reads the database of the running package, or one that the snapshot then owns. Without a
+  // session or a database every query yields no rows.
+  TableSnapshot(const InstallerSession& session, std::wstring table)
+      : TableSnapshot(session.OpenDatabase(), std::move(table)) {}
+  TableSnapshot(UniqueMsiHandle database, std::wstring table);
   TableSnapshot(const TableSnapshot&) = delete;
   TableSnapshot& operator=(const TableSnapshot&) = delete;
 

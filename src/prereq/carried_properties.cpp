@@ -108,7 +108,7 @@ std::vector<std::wstring> CarriedProperties::Collect() {
     Carry(name);
   }
   for (const auto& [name, value] : candidates_) Carry(name);
-  msi::TableSnapshot directories(session_.handle(), L"Directory");
+  msi::TableSnapshot directories(session_, L"Directory");
   directories.Load({L"Directory"});
   for (const msi::TableRow& row : directories) Carry(row.Get(L"Directory"));
   return std::move(assignments_);
@@ -118,11 +118,11 @@ void CarriedProperties::LoadCandidates() {
   const auto add = [this](const std::wstring& name, const std::wstring& value) {
     if (IsPublicPropertyName(name)) candidates_.try_emplace(name, value);
   };
-  msi::TableSnapshot properties(session_.handle(), L"Property");
+  msi::TableSnapshot properties(session_, L"Property");
   properties.Load({L"Property", L"Value"});
   for (const msi::TableRow& row : properties) add(row.Get(L"Property"), row.Get(L"Value"));
   for (const wchar_t* table : kNamingTables) {
-    msi::TableSnapshot names(session_.handle(), table);
+    msi::TableSnapshot names(session_, table);
     names.Load({L"Property"});
     for (const msi::TableRow& row : names) add(row.Get(L"Property"), {});
   }

@@ -1,8 +1,10 @@
 #include "prereq/cleanup.h"
 
+#include <string>
+#include <vector>
+
 #include "contract/properties.h"
 #include "download/partial_file.h"
-#include "msi/session.h"
 #include "prereq/resume.h"
 #include "util/files.h"
 #include "util/text.h"
@@ -35,8 +37,8 @@ const std::wstring* FindWorkFolder(const std::vector<std::wstring>& folders,
 bool IsGone(const std::wstring& path, bool removed) { return removed || !util::PathExists(path); }
 
 // Deletes the file and then, upwards, the folders that it leaves empty. The climb ends at the exact
-// text of the work folder, though the prefix was found without regard to case: a folder recorded in
-// other letters goes too when it is empty. Both comparisons are deliberate.
+// text of the work folder, though the prefix was found without regard to case. Compatibility: so a
+// folder recorded in other letters goes too when it is empty.
 void RemoveWithEmptyFolders(std::wstring path, const std::wstring& work_folder) {
   bool gone = IsGone(path, util::RemoveFile(path));
   while (gone) {
@@ -61,13 +63,12 @@ bool HasFolderPrefix(std::wstring_view path, std::wstring_view folder, bool case
 }
 
 void CleanupRunner::Run() const {
-  const msi::InstallerSession session(install_);
-  (void)RemoveResumeRegistration(session.GetProperty(contract::kProductCodeProperty));
+  (void)RemoveResumeRegistration(session_.GetProperty(contract::kProductCodeProperty));
   const std::wstring partial_ending = util::ToWide(download::kPartialFileEnding);
   const auto files =
-      util::Split(session.GetProperty(contract::kFilesProperty), contract::kListDelimiter);
+      util::Split(session_.GetProperty(contract::kFilesProperty), contract::kListDelimiter);
   const auto folders =
-      util::Split(session.GetProperty(contract::kFoldersProperty), contract::kListDelimiter);
+      util::Split(session_.GetProperty(contract::kFoldersProperty), contract::kListDelimiter);
   for (const std::wstring& file : files) {
     // A transfer that broke off leaves a partial file beside the recorded name.
     for (const std::wstring& path : {file, file + partial_ending}) {

@@ -1,17 +1,14 @@
 #ifndef PREREQ_CLEANUP_H_
 #define PREREQ_CLEANUP_H_
 
-#include <windows.h>
-#include <msi.h>
-
-#include <string>
 #include <string_view>
-#include <vector>
+
+#include "msi/session.h"
 
 namespace prereq {
 
-// True when `path` begins with the text of `folder`; no separator is asked for after it, on
-// purpose. An empty folder is no prefix. Without regard to case only A to Z are folded.
+// Compatibility: true when `path` begins with the text of `folder`, without a delimiter behind
+// it. An empty folder is no prefix. Without regard to case only A to Z are folded.
 bool HasFolderPrefix(std::wstring_view path, std::wstring_view folder, bool case_sensitive);
 
 // The end of an installation: takes the resume registration back and deletes the recorded setup
@@ -19,13 +16,13 @@ bool HasFolderPrefix(std::wstring_view path, std::wstring_view folder, bool case
 // those themselves. Nothing is reported, nothing tried twice, and the lists stay as they are.
 class CleanupRunner {
  public:
-  // `install` is borrowed and never closed.
-  explicit CleanupRunner(MSIHANDLE install) : install_(install) {}
+  // The session is borrowed.
+  explicit CleanupRunner(const msi::InstallerSession& session) : session_(session) {}
 
   void Run() const;
 
  private:
-  MSIHANDLE install_;
+  const msi::InstallerSession& session_;
 };
 
 }  // namespace prereq

@@ -13,12 +13,14 @@
 namespace prereq {
 namespace {
 
-bool IsDownloaded(const msi::TableRow& row) { return RowLocation(row) == kDownloadedLocation; }
+bool IsDownloaded(const Prerequisite& prerequisite) {
+  return prerequisite.location == Location::kDownloaded;
+}
 
 // True when the file is whole and in its place. Errors were shown to the user.
-bool Fetch(PrerequisiteManager* manager, const std::string& url, const std::string& folder,
+bool Fetch(ProgressReporter* progress, const std::string& url, const std::string& folder,
            const std::string& path) {
-  ListenerRelay relay(&manager->progress());
+  ListenerRelay relay(progress);
   download::Downloader downloader(folder, &relay, /*credentials=*/nullptr);
   // This thread waits in the relay instead: it is needed for the messages.
   if (downloader.Start(url, path, /*parent=*/nullptr, /*resume=*/true, /*wait=*/false,
@@ -30,58 +32,59 @@ bool Fetch(PrerequisiteManager* manager, const std::string& url, const std::stri
   return ::GetExitCodeThread(downloader.GetThread(), &result) && result == NO_ERROR;
 }
 
-bool DownloadRow(PrerequisiteManager* manager, const msi::TableRow& row) {
-  const std::wstring path = SetupFilePath(manager->session(), row);
+bool Download(PrerequisiteManager* manager, const Prerequisite& prerequisite) {
+  const msi::InstallerSession& session = manager->session();
+  ProgressReporter& progress = manager->progress();
+  const std::wstring& path = prerequisite.file_path;
   if (path.empty()) {
     // Without a folder the downloader would use the current one, and no clean-up would find it.
-    manager->progress().OnError(0, download::kNoLocalName);
+    progress.OnError(0, download::kNoLocalName);
     return false;
   }
   if (util::FileExists(path)) {
-    manager->progress().BeginItem();
-    manager->progress().FinishItem();
-    msi::SendActionDataDone(manager->install(), row.Get(L"DisplayName"));
+    progress.BeginItem();
+    progress.FinishItem();
+    msi::SendActionDataDone(session, prerequisite.display_name);
     return true;
   }
   // Before the transfer, so that the clean-up finds what is left of a broken one too.
-  AppendToFileList(manager->session(), path);
+  AppendToFileList(session, path);
   // The downloader takes a path with a drive as it is; one on a server it puts together itself.
-  const std::wstring target = path.find(L':') != std::wstring::npos ? path : SetupFileName(row);
+  const std::wstring& target = path.find(L':') != path.npos ? path : prerequisite.file_name;
   // The downloader works in the ANSI code page.
-  if (!Fetch(manager, util::ToAnsi(row.Get(L"SetupFileUrl")),
-             util::ToAnsi(DownloadFolder(manager->session())), util::ToAnsi(target))) {
+  if (!Fetch(&progress, util::ToAnsi(prerequisite.url), util::ToAnsi(DownloadFolder(session)),
+             util::ToAnsi(target))) {
     return false;
   }
-  msi::SendActionDataDone(manager->install(), row.Get(L"DisplayName"));
-  return !manager->progress().IsCancelled();
+  msi::SendActionDataDone(session, prerequisite.display_name);
+  return !progress.IsCancelled();
 }
 
 }  // namespace
 
-uint32_t RunDownloadPhase(PrerequisiteManager* manager) {
+ActionEnd RunDownloadPhase(PrerequisiteManager* manager) {
+  const msi::InstallerSession& session = manager->session();
+  ProgressReporter& progress = manager->progress();
   manager->Announce(kDownloadAction);
-  msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
-  LoadPrerequisites(&rows);
-  for (const msi::TableRow& row : rows) {
-    if (IsDownloaded(row) && IsSelected(manager->session(), row)) {
-      manager->progress().Start(1, /*accumulate=*/true);
-    }
+  const std::vector<Prerequisite> prerequisites = LoadPrerequisites(session);
+  for (const Prerequisite& one : prerequisites) {
+    if (IsDownloaded(one) && IsSelected(session, one)) progress.Start(1, /*accumulate=*/true);
   }
-  if (manager->progress().item_count() == 0) return ERROR_SUCCESS;
+  if (progress.item_count() == 0) return ActionEnd::kDone;
 
-  PrepareFolderList(manager->session());
-  for (const msi::TableRow& row : rows) {
-    if (!IsSelected(manager->session(), row)) continue;
-    const bool succeeded = !IsDownloaded(row) || DownloadRow(manager, row);
+  PrepareFolderList(session);
+  for (const Prerequisite& one : prerequisites) {
+    if (!IsSelected(session, one)) continue;
+    const bool succeeded = !IsDownloaded(one) || Download(manager, one);
     // The installation goes on: the missing file is noticed when it is to be run.
-    if (!succeeded && HasOption(row, kMandatoryOption)) return ERROR_SUCCESS;
-    if (manager->progress().IsCancelled()) return ERROR_SUCCESS;
-    if (IsDownloaded(row) && !SetupFileMatches(row, SetupFilePath(manager->session(), row)) &&
-        !AskAboutWrongFile(*manager, row)) {
-      return static_cast<uint32_t>(msi::PromptAnswer::kStop);
+    if (!succeeded && one.is_mandatory) return ActionEnd::kDone;
+    if (progress.IsCancelled()) return ActionEnd::kDone;
+    if (IsDownloaded(one) && !SetupFileMatches(one, one.file_path) &&
+        !AskAboutWrongFile(session, one)) {
+      return ActionEnd::kRefused;
     }
   }
-  return ERROR_SUCCESS;
+  return ActionEnd::kDone;
 }
 
 }  // namespace prereq

@@ -20,20 +20,17 @@ namespace {
 
 constexpr char kFindExecutableAction[] = "QX_FindExeLzma";  // The package's own.
 
-constexpr uint32_t kCancelled = 1;
 constexpr size_t kOlderFamilyBufferBytes = 264;
 
-// The rows of the result stay those of `rows`.
+// The groups borrow from `prerequisites`.
 std::vector<ExtractGroup> SelectGroups(const msi::InstallerSession& session,
-                                       const msi::TableSnapshot& rows) {
+                                       const std::vector<Prerequisite>& prerequisites) {
   std::vector<ExtractGroup> groups;
-  for (const msi::TableRow& row : rows) {
-    if (!IsSelected(session, row) || RowLocation(row) != kCarriedLocation ||
-        util::FileExists(SetupFilePath(session, row))) {
-      continue;
+  for (const Prerequisite& one : prerequisites) {
+    if (IsSelected(session, one) && one.location == Location::kCarried &&
+        !util::FileExists(one.file_path)) {
+      groups.push_back({static_cast<int32_t>(one.sequence + contract::kFirstGroup), &one});
     }
-    const auto sequence = util::ParseDecimal<uint32_t>(row.Get(L"Sequence"));
-    groups.push_back({static_cast<int32_t>(sequence + contract::kFirstGroup), &row});
   }
   return groups;
 }
@@ -54,8 +51,8 @@ std::wstring FindSetupExecutable(const msi::InstallerSession& session) {
   return session.GetProperty(contract::kSetupPathProperty);
 }
 
-// The low byte of each unit, without the code page, on purpose. False when the text and its
-// terminator do not fit.
+// Compatibility: the low byte of each character, without the code page. False when the text and
+// its terminator do not fit.
 bool KeepLowBytes(const std::wstring& text, char (&buffer)[kOlderFamilyBufferBytes]) {
   if (text.size() >= kOlderFamilyBufferBytes) return false;
   for (size_t i = 0; i < text.size(); ++i) buffer[i] = static_cast<char>(text[i]);
@@ -77,20 +74,19 @@ bool StartExtraction(const std::wstring& executable, const std::wstring& argumen
 
 }  // namespace
 
-uint32_t RunExtractPhase(PrerequisiteManager* manager) {
+ActionEnd RunExtractPhase(PrerequisiteManager* manager) {
   const msi::InstallerSession& session = manager->session();
-  if (session.GetProperty(contract::kFilesInsideProperty).empty()) return ERROR_SUCCESS;
+  if (session.GetProperty(contract::kFilesInsideProperty).empty()) return ActionEnd::kDone;
   PrepareFolderList(session);
   manager->Announce(kExtractAction);
 
-  msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
-  LoadPrerequisites(&rows);
-  const std::vector<ExtractGroup> groups = SelectGroups(session, rows);
-  if (groups.empty()) return ERROR_SUCCESS;
+  const std::vector<Prerequisite> prerequisites = LoadPrerequisites(session);
+  const std::vector<ExtractGroup> groups = SelectGroups(session, prerequisites);
+  if (groups.empty()) return ActionEnd::kDone;
   manager->progress().Start(static_cast<uint32_t>(groups.size()), /*accumulate=*/true);
   const std::wstring arguments = BuildArguments(groups, ExtractFolder(session));
   const std::wstring executable = FindSetupExecutable(session);
-  if (executable.empty() || !StartExtraction(executable, arguments)) return ERROR_SUCCESS;
+  if (executable.empty() || !StartExtraction(executable, arguments)) return ActionEnd::kDone;
 
   util::PipeChannel channel;
   const std::string suffix = util::ToDecimalAnsi(::GetCurrentProcessId());
@@ -99,7 +95,7 @@ uint32_t RunExtractPhase(PrerequisiteManager* manager) {
   ExtractProgressServer server(session, &channel, groups);
   server.Serve();
   channel.Close();
-  return server.IsCancelled() ? kCancelled : ERROR_SUCCESS;
+  return server.IsCancelled() ? ActionEnd::kCancelled : ActionEnd::kDone;
 }
 
 }  // namespace prereq

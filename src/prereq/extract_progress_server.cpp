@@ -68,7 +68,7 @@ void ExtractProgressServer::Handle(int32_t kind) {
 void ExtractProgressServer::OnTotal() {
   if (!channel_->ReceiveInteger64(&total_bytes_)) return;
   bytes_per_tick_ = static_cast<double>(total_bytes_) / kTotalTicks;
-  last_answer_ = msi::SendProgressReset(session_.handle(), kTotalTicks);
+  last_answer_ = msi::SendProgressReset(session_, kTotalTicks);
   AnswerUnlessCancelled();
 }
 
@@ -87,15 +87,14 @@ void ExtractProgressServer::OnOutOfDiskSpace() {
   int64_t required = 0;
   if (!channel_->ReceiveInteger64(&required)) return;
 
-  // Of the required kilobytes only the low 32 bits are shown, on purpose.
+  // Compatibility: of the required kilobytes only the low 32 bits are shown.
   const std::wstring required_kb = util::ToDecimal(static_cast<uint32_t>(required / 1024));
   int64_t available = FreeBytes(path);
   msi::MessageRecord prompt(4);
   prompt.Set(1, kOutOfDiskSpaceText).Set(2, path).Set(3, required_kb);
   do {
     // What is answered here is no answer to a progress message.
-    if (prompt.Set(4, InKilobytes(available)).Send(session_.handle(), kErrorWithRetryCancel) !=
-        IDRETRY) {
+    if (prompt.Set(4, InKilobytes(available)).Send(session_, kErrorWithRetryCancel) != IDRETRY) {
       return channel_->Refuse();
     }
     available = FreeBytes(path);
@@ -110,7 +109,7 @@ void ExtractProgressServer::OnGroupStart() {
   const auto found = std::find_if(groups_.begin(), groups_.end(),
                                   [id](const ExtractGroup& group) { return group.id == id; });
   if (found == groups_.end()) return;
-  msi::SendActionData(session_.handle(), found->row->Get(L"DisplayName"));
+  msi::SendActionData(session_, found->prerequisite->display_name);
 }
 
 void ExtractProgressServer::OnFile() {
@@ -128,7 +127,7 @@ void ExtractProgressServer::AnswerUnlessCancelled() {
 }
 
 void ExtractProgressServer::Advance(uint32_t ticks) {
-  last_answer_ = msi::SendProgressIncrement(session_.handle(), static_cast<int>(ticks));
+  last_answer_ = msi::SendProgressIncrement(session_, static_cast<int>(ticks));
   reported_ticks_ = current_ticks_;
 }
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "msi/session.h"
-#include "msi/table_snapshot.h"
+#include "prereq/rows.h"
 #include "util/pipe_channel.h"
 
 namespace prereq {
@@ -18,7 +18,7 @@ inline constexpr int kOutOfDiskSpaceText = 1601;
 // A prerequisite that the setup executable is asked to unpack.
 struct ExtractGroup {
   int32_t id;
-  const msi::TableRow* row;  // Borrowed.
+  const Prerequisite* prerequisite;  // Borrowed.
 };
 
 // Listens to the setup executable while it unpacks, and tells the installer: progress, names of
@@ -33,7 +33,7 @@ class ExtractProgressServer {
       : session_(session), channel_(channel), groups_(groups) {}
 
   // Serves the setup executable until it says that it is done, and then fills the bar. There is no
-  // other end, on purpose: whoever unpacks has to say so, also after a failure.
+  // other end: whoever unpacks has to say so, also after a failure.
   void Serve();
 
   // True when the last progress message was answered with Cancel.

@@ -13,17 +13,15 @@ constexpr uint64_t kSizeLimit = uint64_t{1} << 32;
 
 bool FileSizeEquals(const std::wstring& path, uint64_t expected) {
   const std::optional<uint64_t> size = util::ReadFileSize(path);
-  // A file of 4 GiB or more never matches, on purpose: sizes of setup files are 32-bit numbers.
+  // Compatibility: sizes of setup files are 32-bit numbers, so one of 4 GiB or more never matches.
   return size && *size < kSizeLimit && *size == expected;
 }
 
 }  // namespace
 
-bool SetupFileMatches(const msi::TableRow& row, const std::wstring& path) {
-  const auto size = static_cast<uint64_t>(util::ParseDecimal<int64_t>(row.Get(L"ExactSize")));
-  const std::wstring digest = row.Get(L"MD5");
-  return (size == 0 || FileSizeEquals(path, size)) &&
-         (digest.empty() || FileDigestEquals(path, digest));
+bool SetupFileMatches(const Prerequisite& prerequisite, const std::wstring& path) {
+  return (prerequisite.exact_size == 0 || FileSizeEquals(path, prerequisite.exact_size)) &&
+         (prerequisite.digest.empty() || FileDigestEquals(path, prerequisite.digest));
 }
 
 bool FileDigestEquals(const std::wstring& path, const std::wstring& expected) {

@@ -12,66 +12,69 @@
 namespace prereq {
 namespace {
 
-bool IsInPass(const PrerequisiteManager& manager, const msi::TableRow& row, InstallPass pass) {
-  return HasOption(row, kPostInstallOption) == (pass == InstallPass::kAfterProduct) &&
-         IsSelected(manager.session(), row);
+bool IsInPass(const msi::InstallerSession& session, const Prerequisite& prerequisite,
+              InstallPass pass) {
+  return prerequisite.is_after_product == (pass == InstallPass::kAfterProduct) &&
+         IsSelected(session, prerequisite);
 }
 
-void ReportFailedLaunch(MSIHANDLE install, const std::wstring& path, DWORD error) {
+void ReportFailedLaunch(const msi::InstallerSession& session, const std::wstring& path,
+                        DWORD error) {
   msi::MessageRecord report(1);
   report.Set(0, L"Failed to launch file: " + path + L" Error: " + util::ToDecimal(error));
-  report.Send(install, INSTALLMESSAGE_INFO);
-  report.Send(install, INSTALLMESSAGE_ERROR);
+  report.Send(session, INSTALLMESSAGE_INFO);
+  report.Send(session, INSTALLMESSAGE_ERROR);
 }
 
-void Launch(PrerequisiteManager* manager, const msi::TableRow& row, const std::wstring& path) {
-  const std::wstring arguments = msi::FormatText(manager->install(), row.Get(L"ComLine"));
+void Launch(PrerequisiteManager* manager, const Prerequisite& prerequisite) {
+  const msi::InstallerSession& session = manager->session();
+  const std::wstring arguments = msi::FormatText(session, prerequisite.arguments);
   manager->progress().BeginItem();
   DWORD exit_code = 0;  // Not judged: whether the prerequisite is there, the verify phase tells.
-  const bool launched = util::LaunchProgram(path, arguments, &exit_code, /*hidden=*/false);
+  const bool launched =
+      util::LaunchProgram(prerequisite.file_path, arguments, &exit_code, /*hidden=*/false);
   const DWORD error = launched ? NO_ERROR : ::GetLastError();
   manager->progress().FinishItem();
   if (launched) {
-    msi::SendActionDataDone(manager->install(), row.Get(L"DisplayName"));
+    msi::SendActionDataDone(session, prerequisite.display_name);
   } else {
-    ReportFailedLaunch(manager->install(), path, error);
+    ReportFailedLaunch(session, prerequisite.file_path, error);
   }
 }
 
 // False when the user refused to go on.
-bool InstallRow(PrerequisiteManager* manager, const msi::TableRow& row) {
-  msi::SendActionData(manager->install(), row.Get(L"DisplayName"));
-  const std::wstring path = SetupFilePath(manager->session(), row);
-  if (!util::FileExists(path)) return true;
+bool Install(PrerequisiteManager* manager, const Prerequisite& prerequisite) {
+  msi::SendActionData(manager->session(), prerequisite.display_name);
+  if (!util::FileExists(prerequisite.file_path)) return true;
   // Downloaded files were checked when they came.
-  if (RowLocation(row) != kDownloadedLocation && !SetupFileMatches(row, path)) {
-    return AskAboutWrongFile(*manager, row);
+  if (prerequisite.location != Location::kDownloaded &&
+      !SetupFileMatches(prerequisite, prerequisite.file_path)) {
+    return AskAboutWrongFile(manager->session(), prerequisite);
   }
-  Launch(manager, row, path);
+  Launch(manager, prerequisite);
   return true;
 }
 
 }  // namespace
 
-uint32_t RunInstallPhase(PrerequisiteManager* manager, InstallPass pass) {
+ActionEnd RunInstallPhase(PrerequisiteManager* manager, InstallPass pass) {
+  const msi::InstallerSession& session = manager->session();
   manager->Announce(kInstallAction);
-  msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
-  LoadPrerequisites(&rows);
-  for (const msi::TableRow& row : rows) {
-    if (IsInPass(*manager, row, pass) && util::FileExists(SetupFilePath(manager->session(), row))) {
+  const std::vector<Prerequisite> prerequisites = LoadPrerequisites(session);
+  for (const Prerequisite& prerequisite : prerequisites) {
+    if (IsInPass(session, prerequisite, pass) && util::FileExists(prerequisite.file_path)) {
       manager->progress().Start(1, /*accumulate=*/true);
     }
   }
-  if (manager->progress().item_count() == 0) return ERROR_SUCCESS;
+  if (manager->progress().item_count() == 0) return ActionEnd::kDone;
 
-  RegisterResume(manager->session());
-  for (const msi::TableRow& row : rows) {
-    if (IsInPass(*manager, row, pass) && !InstallRow(manager, row)) {
-      manager->set_result(static_cast<uint32_t>(msi::PromptAnswer::kStop));
-      break;
+  RegisterResume(session);
+  for (const Prerequisite& prerequisite : prerequisites) {
+    if (IsInPass(session, prerequisite, pass) && !Install(manager, prerequisite)) {
+      return ActionEnd::kRefused;
     }
   }
-  return manager->result();
+  return ActionEnd::kDone;
 }
 
 }  // namespace prereq

@@ -1,8 +1,6 @@
 #ifndef PREREQ_INSTALL_PHASE_H_
 #define PREREQ_INSTALL_PHASE_H_
 
-#include <cstdint>
-
 #include "prereq/manager.h"
 
 namespace prereq {
@@ -15,9 +13,8 @@ inline constexpr wchar_t kInstallAction[] = L"QX_InstallPrerequisite";
 enum class InstallPass { kBeforeProduct, kAfterProduct };
 
 // Runs the setup of every selected prerequisite of the pass whose setup file exists, one after the
-// other, and waits for each without a time limit. Exit codes are not judged. Answers 0, or 2 when
-// the user refused to go on.
-uint32_t RunInstallPhase(PrerequisiteManager* manager, InstallPass pass);
+// other, and waits for each without a time limit. Exit codes are not judged.
+ActionEnd RunInstallPhase(PrerequisiteManager* manager, InstallPass pass);
 
 }  // namespace prereq
 

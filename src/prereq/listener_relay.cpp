@@ -1,5 +1,7 @@
 #include "prereq/listener_relay.h"
 
+using download::DownloadListener;
+
 namespace prereq {
 namespace {
 
@@ -18,7 +20,8 @@ ListenerRelay::ListenerRelay(download::DownloadListener* listener)
 void ListenerRelay::Forward(HANDLE worker) {
   const HANDLE signals[] = {posted_.Get(), worker};
   while (::WaitForMultipleObjects(2, signals, FALSE, INFINITE) == WAIT_OBJECT_0) {
-    PassOn();
+    pass_on_(report_, listener_);
+    cancelled_ = listener_->IsCancelled();
     ::SetEvent(passed_on_.Get());
   }
 }
@@ -26,41 +29,32 @@ void ListenerRelay::Forward(HANDLE worker) {
 void ListenerRelay::Start(uint32_t /*count*/, bool /*accumulate*/) {}
 
 void ListenerRelay::OnFileInfo(uint32_t total_bytes, const std::string& local_path) {
-  Post(Report::kFileInfo, total_bytes, &local_path);
+  Post([&](DownloadListener* listener) { listener->OnFileInfo(total_bytes, local_path); });
 }
 
-void ListenerRelay::OnComplete(uint32_t one) { Post(Report::kComplete, one); }
+void ListenerRelay::OnComplete(uint32_t one) {
+  Post([&](DownloadListener* listener) { listener->OnComplete(one); });
+}
 
 void ListenerRelay::OnState(uint32_t /*state*/) {}
 
-void ListenerRelay::OnProgress(uint32_t bytes) { Post(Report::kProgress, bytes); }
-
-void ListenerRelay::OnError(uint32_t /*reserved*/, uint32_t code) { Post(Report::kError, code); }
-
-void ListenerRelay::Post(Report report, uint32_t number, const std::string* text) {
-  report_ = report;
-  number_ = number;
-  text_ = text;
-  ::SetEvent(posted_.Get());
-  ::WaitForSingleObject(passed_on_.Get(), INFINITE);
+void ListenerRelay::OnProgress(uint32_t bytes) {
+  Post([&](DownloadListener* listener) { listener->OnProgress(bytes); });
 }
 
-void ListenerRelay::PassOn() {
-  switch (report_) {
-    case Report::kFileInfo:
-      listener_->OnFileInfo(number_, *text_);
-      break;
-    case Report::kComplete:
-      listener_->OnComplete(number_);
-      break;
-    case Report::kProgress:
-      listener_->OnProgress(number_);
-      break;
-    case Report::kError:
-      listener_->OnError(0, number_);
-      break;
-  }
-  cancelled_ = listener_->IsCancelled();
+void ListenerRelay::OnError(uint32_t reserved, uint32_t code) {
+  Post([&](DownloadListener* listener) { listener->OnError(reserved, code); });
+}
+
+// Not std::function: it drags the exception code of the run-time library in.
+template <typename Report>
+void ListenerRelay::Post(const Report& report) {
+  pass_on_ = [](const void* posted, DownloadListener* listener) {
+    (*static_cast<const Report*>(posted))(listener);
+  };
+  report_ = &report;
+  ::SetEvent(posted_.Get());
+  ::WaitForSingleObject(passed_on_.Get(), INFINITE);
 }
 
 }  // namespace prereq

@@ -34,17 +34,15 @@ class ListenerRelay final : public download::DownloadListener {
   void OnError(uint32_t reserved, uint32_t code) override;
 
  private:
-  enum class Report { kFileInfo, kComplete, kProgress, kError };
-
-  void Post(Report report, uint32_t number, const std::string* text = nullptr);
-  void PassOn();
+  // Has the other thread call `report` with the listener, and waits until it has done so.
+  template <typename Report>
+  void Post(const Report& report);
 
   download::DownloadListener* listener_;
   std::atomic<bool> cancelled_;
   // The report on its way: written by the worker before `posted_`, read before `passed_on_`.
-  Report report_ = Report::kProgress;
-  uint32_t number_ = 0;
-  const std::string* text_ = nullptr;
+  void (*pass_on_)(const void* report, download::DownloadListener* listener) = nullptr;
+  const void* report_ = nullptr;
   util::UniqueKernelHandle posted_;
   util::UniqueKernelHandle passed_on_;
 };

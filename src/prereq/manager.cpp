@@ -5,7 +5,7 @@
 namespace prereq {
 
 void PrerequisiteManager::Announce(const wchar_t* action) const {
-  msi::AnnounceAction(install(), action, action);
+  msi::AnnounceAction(session_, action, action);
 }
 
 }  // namespace prereq

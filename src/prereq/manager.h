@@ -4,19 +4,24 @@
 #include <windows.h>
 #include <msi.h>
 
-#include <cstdint>
-
 #include "msi/session.h"
 #include "prereq/progress_reporter.h"
 
 namespace prereq {
+
+// How a custom action ended.
+enum class ActionEnd {
+  kDone,
+  kRefused,    // The user refused to go on at a prompt.
+  kCancelled,  // The user cancelled while setup files were unpacked.
+};
 
 // What one prerequisite custom action works with. Lives on the stack of its entry point; every
 // phase is a function over it. Used only on the thread that entered the custom action.
 class PrerequisiteManager {
  public:
   // `install` is borrowed and never closed.
-  explicit PrerequisiteManager(MSIHANDLE install) : session_(install), progress_(install) {}
+  explicit PrerequisiteManager(MSIHANDLE install) : session_(install), progress_(session_) {}
 
   // Tells the user which action runs, with the texts that the package's `ActionText` table has
   // under `action`; nothing is sent when it has none.
@@ -24,16 +29,10 @@ class PrerequisiteManager {
 
   [[nodiscard]] const msi::InstallerSession& session() const { return session_; }
   [[nodiscard]] ProgressReporter& progress() { return progress_; }
-  [[nodiscard]] MSIHANDLE install() const { return session_.handle(); }
-
-  // What the action returns to the installer: 0, or 2 once the user refused to go on.
-  [[nodiscard]] uint32_t result() const { return result_; }
-  void set_result(uint32_t result) { result_ = result; }
 
  private:
   msi::InstallerSession session_;
   ProgressReporter progress_;
-  uint32_t result_ = ERROR_SUCCESS;
 };
 
 }  // namespace prereq

@@ -33,7 +33,7 @@ void ProgressReporter::Start(uint32_t count, bool accumulate) {
     item_count_ += count;
     return;
   }
-  last_answer_ = msi::SendProgressReset(install_, kTotalTicks);
+  last_answer_ = msi::SendProgressReset(session_, kTotalTicks);
   item_count_ = count;
 }
 
@@ -63,13 +63,13 @@ void ProgressReporter::OnProgress(uint32_t bytes) {
 void ProgressReporter::OnError(uint32_t /*reserved*/, uint32_t code) {
   std::wstring text = util::ErrorText(ShownCode(code));
   if (error_note_) text += L"\r\n" + *error_note_;
-  msi::MessageRecord(2).Set(0, text).Send(install_, INSTALLMESSAGE_ERROR);
+  msi::MessageRecord(2).Set(0, text).Send(session_, INSTALLMESSAGE_ERROR);
 }
 
 void ProgressReporter::Ignore(uint32_t /*first*/, uint32_t /*second*/, uint32_t /*third*/) {}
 
 void ProgressReporter::Advance(uint32_t ticks) {
-  last_answer_ = msi::SendProgressIncrement(install_, static_cast<int>(ticks));
+  last_answer_ = msi::SendProgressIncrement(session_, static_cast<int>(ticks));
 }
 
 }  // namespace prereq

@@ -2,13 +2,13 @@
 #define PREREQ_PROGRESS_REPORTER_H_
 
 #include <windows.h>
-#include <msi.h>
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
 #include "download/download_listener.h"
+#include "msi/session.h"
 
 namespace prereq {
 
@@ -19,8 +19,8 @@ class ProgressReporter final : public download::DownloadListener {
  public:
   static constexpr uint32_t kTotalTicks = 4096;
 
-  // `install` is borrowed.
-  explicit ProgressReporter(MSIHANDLE install) : install_(install) {}
+  // The session is borrowed.
+  explicit ProgressReporter(const msi::InstallerSession& session) : session_(session) {}
 
   // Sets the number of items and resets the bar. With `accumulate` a count that is not 0 already is
   // added to instead, and nothing is sent.
@@ -58,7 +58,7 @@ class ProgressReporter final : public download::DownloadListener {
   uint32_t counted_bytes_ = 0;  // Of those, already turned into ticks.
   double ticks_per_byte_ = 0.0;
   int32_t last_answer_ = IDOK;
-  MSIHANDLE install_;
+  const msi::InstallerSession& session_;
   std::optional<std::wstring> error_note_;
 };
 

@@ -1,20 +1,23 @@
 #include "prereq/prompts.h"
 
 #include "msi/messages.h"
-#include "prereq/rows.h"
 
 namespace prereq {
+namespace {
 
-bool AskAboutWrongFile(const PrerequisiteManager& manager, const msi::TableRow& row) {
-  return msi::PromptUser(manager.install(), kWrongFileError, kWrongFileWarning,
-                         /*forbid_error_form=*/true, SetupFileName(row),
-                         row) == msi::PromptAnswer::kGoOn;
+bool Ask(const msi::InstallerSession& session, int number, const std::wstring& argument) {
+  return msi::PromptUser(session, msi::PromptForm::kWarning, number, argument) ==
+         msi::PromptAnswer::kGoOn;
 }
 
-bool AskAboutMissing(const PrerequisiteManager& manager, const msi::TableRow& row) {
-  return msi::PromptUser(manager.install(), kMissingError, kMissingWarning,
-                         /*forbid_error_form=*/true, row.Get(L"DisplayName"),
-                         row) == msi::PromptAnswer::kGoOn;
+}  // namespace
+
+bool AskAboutWrongFile(const msi::InstallerSession& session, const Prerequisite& prerequisite) {
+  return Ask(session, kWrongFileWarning, prerequisite.file_name);
+}
+
+bool AskAboutMissing(const msi::InstallerSession& session, const Prerequisite& prerequisite) {
+  return Ask(session, kMissingWarning, prerequisite.display_name);
 }
 
 }  // namespace prereq

@@ -1,11 +1,13 @@
 #ifndef PREREQ_PROMPTS_H_
 #define PREREQ_PROMPTS_H_
 
-#include "msi/table_snapshot.h"
-#include "prereq/manager.h"
+#include "msi/session.h"
+#include "prereq/rows.h"
 
-// The engine's questions. Each is asked as a warning with Yes and No, for mandatory rows too; true
-// means go on. Without a user interface nobody answers, and that is a No.
+// The engine's questions. True means go on. Without a user interface nobody answers, and that is a
+// No.
+//
+// Compatibility: each is asked as a warning with Yes and No, for mandatory prerequisites too.
 namespace prereq {
 
 // Numbers in the package's `Error` table: the odd one of a pair is the error form.
@@ -14,11 +16,11 @@ inline constexpr int kMissingWarning = 4154;
 inline constexpr int kWrongFileError = 4155;
 inline constexpr int kWrongFileWarning = 4156;
 
-// The row's setup file failed its size or digest check: ignore the file and go on?
-bool AskAboutWrongFile(const PrerequisiteManager& manager, const msi::TableRow& row);
+// The setup file failed its size or digest check: ignore the file and go on?
+bool AskAboutWrongFile(const msi::InstallerSession& session, const Prerequisite& prerequisite);
 
 // The prerequisite is still missing: go on without it?
-bool AskAboutMissing(const PrerequisiteManager& manager, const msi::TableRow& row);
+bool AskAboutMissing(const msi::InstallerSession& session, const Prerequisite& prerequisite);
 
 }  // namespace prereq
 

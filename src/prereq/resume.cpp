@@ -16,7 +16,10 @@ namespace {
 
 constexpr wchar_t kRunKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
 
-// UTC on purpose, though the scheduler reads it as local time; docs/resume.md tells what follows.
+std::wstring InstallerProgramPath() { return util::SystemFolder() + L"msiexec.exe"; }
+
+// Compatibility: UTC, though the scheduler reads it as local time; docs/resume.md tells what
+// follows.
 SYSTEMTIME CurrentUniversalTime() {
   SYSTEMTIME time = {};
   ::GetSystemTime(&time);
@@ -26,7 +29,7 @@ SYSTEMTIME CurrentUniversalTime() {
 bool WriteRunValue(const std::wstring& name, const ResumeCommand& command) {
   const util::UniqueRegistryKey key =
       util::CreateRegistryKey(HKEY_CURRENT_USER, kRunKey, KEY_SET_VALUE);
-  // The program goes in without quotes on purpose.
+  // Compatibility: the program goes in without quotes.
   return key &&
          util::WriteRegistryText(key.Get(), name, command.program + L' ' + command.arguments);
 }
@@ -37,7 +40,7 @@ void RegisterResume(const msi::InstallerSession& session) {
   const ResumeCommand command = BuildResumeCommand(session);
   // Failures are silent: the installation goes on whatever happens here.
   (void)RegisterResumeJob(session.GetProperty(contract::kProductCodeProperty), command,
-                          msi::FormatText(session.handle(), L"[%UserDomain]\\[LogonUser]"));
+                          msi::FormatText(session, L"[%UserDomain]\\[LogonUser]"));
 }
 
 ResumeCommand BuildResumeCommand(const msi::InstallerSession& session) {
@@ -47,7 +50,7 @@ ResumeCommand BuildResumeCommand(const msi::InstallerSession& session) {
     // The package's setup executable shows an interface of its own.
     command.program = session.GetProperty(contract::kSetupPathProperty);
   } else {
-    command.program = util::InstallerProgramPath();
+    command.program = InstallerProgramPath();
     if (session.IsInstalled()) package = session.GetProperty(contract::kProductCodeProperty);
   }
   // No blank before the marker: the closing quote or brace ends the package's token.
@@ -71,8 +74,8 @@ bool RegisterResumeJob(const std::wstring& product_code, const ResumeCommand& co
 
 bool RemoveResumeRegistration(const std::wstring& product_code) {
   (void)util::EnsureSchedulerRuns();
-  // Deletion takes the bare name. The order is deliberate, though a value that was written because
-  // no job could be made stays behind.
+  // Deletion takes the bare name. Compatibility: without a job the `Run` value is not looked for,
+  // so one that was written because no job could be made stays behind.
   if (!util::DeleteScheduledJob(product_code)) return true;
   const util::UniqueRegistryKey key =
       util::OpenRegistryKey(HKEY_CURRENT_USER, kRunKey, KEY_SET_VALUE);

@@ -27,8 +27,8 @@ ResumeCommand BuildResumeCommand(const msi::InstallerSession& session);
 bool RegisterResumeJob(const std::wstring& product_code, const ResumeCommand& command,
                        const std::wstring& account);
 
-// Takes the job and the `Run` value back. Without a job the answer is true and a `Run` value stays,
-// on purpose; otherwise it tells whether there was a `Run` value to remove.
+// Takes the job and the `Run` value back. Without a job the answer is true and a `Run` value stays;
+// otherwise it tells whether there was a `Run` value to remove.
 bool RemoveResumeRegistration(const std::wstring& product_code);
 
 }  // namespace prereq

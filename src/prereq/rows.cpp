@@ -1,5 +1,7 @@
 #include "prereq/rows.h"
 
+#include <initializer_list>
+
 #include "contract/properties.h"
 #include "prereq/work_folders.h"
 #include "util/text.h"
@@ -9,6 +11,30 @@ namespace {
 
 constexpr size_t kLongestUrlNameChars = 30;
 
+Location ToLocation(const std::wstring& number) {
+  switch (util::ParseDecimal<int32_t>(number)) {
+    case 0:
+      return Location::kCarried;
+    case 1:
+      return Location::kDownloaded;
+    default:
+      return Location::kNone;
+  }
+}
+
+// True when the letter stands anywhere in the cell.
+bool HasOption(const std::wstring& options, wchar_t letter) {
+  return options.find(letter) != std::wstring::npos;
+}
+
+// From the URL or, when that gives no full stop, what follows the target's first question mark.
+std::wstring DownloadedFileName(const std::wstring& url, const std::wstring& target) {
+  std::wstring name = FileNameFromUrl(url);
+  if (name.find(L'.') != std::wstring::npos) return name;
+  const size_t mark = target.find(L'?');
+  return mark == std::wstring::npos ? name : target.substr(mark + 1);
+}
+
 // Where the files lie that travel with the package but not inside its setup executable.
 std::wstring FolderOfSetupExecutable(const msi::InstallerSession& session) {
   const std::wstring executable = session.GetProperty(contract::kSetupPathProperty);
@@ -17,21 +43,72 @@ std::wstring FolderOfSetupExecutable(const msi::InstallerSession& session) {
   return slash == std::wstring::npos ? executable : executable.substr(0, slash);
 }
 
+std::vector<Prerequisite> Load(const msi::InstallerSession& session,
+                               std::initializer_list<const wchar_t*> columns) {
+  msi::TableSnapshot table(session, kPrerequisiteTable);
+  table.Load(columns, {L"Sequence"});
+  std::vector<Prerequisite> prerequisites;
+  for (const msi::TableRow& row : table) prerequisites.push_back(ReadPrerequisite(row));
+  return prerequisites;
+}
+
 }  // namespace
 
-bool LoadPrerequisites(msi::TableSnapshot* snapshot) {
-  return snapshot->Load(
-      {L"SetupFileUrl", L"DisplayName", L"Location", L"ExactSize", L"MD5", L"ComLine", L"Options",
-       L"Sequence", L"Languages", L"MissingCondition", L"Feature_", L"TargetName"},
-      {L"Sequence"});
+std::vector<Prerequisite> LoadPrerequisites(const msi::InstallerSession& session) {
+  std::vector<Prerequisite> prerequisites =
+      Load(session, {L"SetupFileUrl", L"DisplayName", L"Location", L"ExactSize", L"MD5", L"ComLine",
+                     L"Options", L"Sequence", L"Languages", L"MissingCondition", L"Feature_",
+                     L"TargetName"});
+  for (Prerequisite& one : prerequisites) one.file_path = SetupFilePath(session, one);
+  return prerequisites;
 }
 
-int RowLocation(const msi::TableRow& row) {
-  return util::ParseDecimal<int32_t>(row.Get(L"Location"));
+std::vector<Prerequisite> LoadWithoutFiles(const msi::InstallerSession& session) {
+  return Load(session,
+              {L"DisplayName", L"Options", L"Languages", L"Feature_", L"MissingCondition"});
 }
 
-bool HasOption(const msi::TableRow& row, wchar_t letter) {
-  return row.Get(L"Options").find(letter) != std::wstring::npos;
+Prerequisite ReadPrerequisite(const msi::TableRow& row) {
+  const std::wstring options = row.Get(L"Options");
+  Prerequisite result = {
+      .display_name = row.Get(L"DisplayName"),
+      .url = row.Get(L"SetupFileUrl"),
+      .location = ToLocation(row.Get(L"Location")),
+      .exact_size = static_cast<uint64_t>(util::ParseDecimal<int64_t>(row.Get(L"ExactSize"))),
+      .digest = row.Get(L"MD5"),
+      .arguments = row.Get(L"ComLine"),
+      .is_mandatory = HasOption(options, kMandatoryOption),
+      .is_after_product = HasOption(options, kPostInstallOption),
+      .sequence = util::ParseDecimal<uint32_t>(row.Get(L"Sequence")),
+      .languages = row.Get(L"Languages"),
+      .missing_condition = row.Get(L"MissingCondition"),
+      .feature = row.Get(L"Feature_"),
+      .file_name = row.Get(L"TargetName"),
+      .file_path = {}};
+  if (result.location == Location::kDownloaded) {
+    result.file_name = DownloadedFileName(result.url, result.file_name);
+  }
+  return result;
+}
+
+std::wstring SetupFilePath(const msi::InstallerSession& session, const Prerequisite& prerequisite) {
+  std::wstring folder;
+  switch (prerequisite.location) {
+    case Location::kDownloaded:
+      folder = DownloadFolder(session);
+      break;
+    case Location::kCarried:
+      folder = session.GetProperty(contract::kFilesInsideProperty).empty()
+                   ? FolderOfSetupExecutable(session)
+                   : ExtractFolder(session);
+      break;
+    case Location::kNone:
+      return {};
+  }
+  // Nobody said where it lies, such as before `ResolveSource`. A backslash and the name would be a
+  // file in the root of whatever drive is the current one.
+  if (folder.empty()) return {};
+  return util::WithBackslash(std::move(folder)) + prerequisite.file_name;
 }
 
 bool LanguageMatches(std::wstring_view languages) {
@@ -50,20 +127,20 @@ bool FeatureQualifies(INSTALLSTATE installed, INSTALLSTATE action) {
   return is_present(action) || (action == INSTALLSTATE_DEFAULT && is_present(installed));
 }
 
-bool RowFeatureQualifies(const msi::InstallerSession& session, const msi::TableRow& row) {
+bool FeatureQualifies(const msi::InstallerSession& session, const std::wstring& feature) {
   INSTALLSTATE installed = INSTALLSTATE_UNKNOWN;
   INSTALLSTATE action = INSTALLSTATE_UNKNOWN;
-  return session.GetFeatureState(row.Get(L"Feature_"), &installed, &action) &&
+  return session.GetFeatureState(feature, &installed, &action) &&
          FeatureQualifies(installed, action);
 }
 
-bool IsMissing(const msi::InstallerSession& session, const msi::TableRow& row) {
-  return session.GetConditionState(row.Get(L"MissingCondition")) != MSICONDITION_FALSE;
+bool IsMissing(const msi::InstallerSession& session, const Prerequisite& prerequisite) {
+  return session.GetConditionState(prerequisite.missing_condition) != MSICONDITION_FALSE;
 }
 
-bool IsSelected(const msi::InstallerSession& session, const msi::TableRow& row) {
-  return LanguageMatches(row.Get(L"Languages")) && IsMissing(session, row) &&
-         RowFeatureQualifies(session, row);
+bool IsSelected(const msi::InstallerSession& session, const Prerequisite& prerequisite) {
+  return LanguageMatches(prerequisite.languages) && IsMissing(session, prerequisite) &&
+         FeatureQualifies(session, prerequisite.feature);
 }
 
 std::wstring FileNameFromUrl(std::wstring_view url) {
@@ -71,38 +148,6 @@ std::wstring FileNameFromUrl(std::wstring_view url) {
   if (separator != std::wstring_view::npos) url.remove_prefix(separator + 1);
   if (url.size() > kLongestUrlNameChars) url.remove_prefix(url.size() - kLongestUrlNameChars);
   return std::wstring(url);
-}
-
-std::wstring DownloadedFileName(const msi::TableRow& row) {
-  std::wstring name = FileNameFromUrl(row.Get(L"SetupFileUrl"));
-  if (name.find(L'.') != std::wstring::npos) return name;
-  const std::wstring target = row.Get(L"TargetName");
-  const size_t mark = target.find(L'?');
-  return mark == std::wstring::npos ? name : target.substr(mark + 1);
-}
-
-std::wstring SetupFileName(const msi::TableRow& row) {
-  return RowLocation(row) == kDownloadedLocation ? DownloadedFileName(row) : row.Get(L"TargetName");
-}
-
-std::wstring SetupFilePath(const msi::InstallerSession& session, const msi::TableRow& row) {
-  std::wstring folder;
-  switch (RowLocation(row)) {
-    case kDownloadedLocation:
-      folder = DownloadFolder(session);
-      break;
-    case kCarriedLocation:
-      folder = session.GetProperty(contract::kFilesInsideProperty).empty()
-                   ? FolderOfSetupExecutable(session)
-                   : ExtractFolder(session);
-      break;
-    default:
-      return {};
-  }
-  // Nobody said where it lies, such as before `ResolveSource`. A backslash and the name would be a
-  // file in the root of whatever drive is the current one.
-  if (folder.empty()) return {};
-  return util::WithBackslash(std::move(folder)) + SetupFileName(row);
 }
 
 }  // namespace prereq

@@ -4,34 +4,62 @@
 #include <windows.h>
 #include <msi.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "contract/tables.h"
 #include "msi/session.h"
 #include "msi/table_snapshot.h"
 
-// The rows of `QX_PreRequisite`, one a prerequisite: reading them, selecting those that a phase
-// handles, and where a row's setup file lies.
+// The rows of `QX_PreRequisite`, one a prerequisite: reading them, and selecting those that a phase
+// handles.
 namespace prereq {
 
 using contract::kPrerequisiteTable;
 
-// Values of `Location`; every other one means that the row has no setup file.
-inline constexpr int kCarriedLocation = 0;  // With the package: beside it or in its executable.
-inline constexpr int kDownloadedLocation = 1;
+// Where a setup file comes from, by the numbers of the column.
+enum class Location {
+  kCarried = 0,  // With the package: beside it or in its setup executable.
+  kDownloaded = 1,
+  kNone,  // Every other number: the prerequisite has no setup file.
+};
 
 // Letters of `Options`.
 inline constexpr wchar_t kMandatoryOption = L'm';
 inline constexpr wchar_t kPostInstallOption = L'p';
 
-// Loads every column that the engine reads, in `Sequence` order. False without rows.
-bool LoadPrerequisites(msi::TableSnapshot* snapshot);
+// One row, read once. What the table leaves empty, or a phase did not ask for, is empty here.
+struct Prerequisite {
+  std::wstring display_name;
+  std::wstring url;
+  Location location = Location::kCarried;
+  uint64_t exact_size = 0;  // In bytes; 0 when any size will do.
+  std::wstring digest;      // MD5 in hexadecimal digits; empty when any will do.
+  std::wstring arguments;   // Not formatted yet.
+  bool is_mandatory = false;
+  bool is_after_product = false;
+  uint32_t sequence = 0;
+  std::wstring languages;
+  std::wstring missing_condition;
+  std::wstring feature;
+  std::wstring file_name;  // Of the setup file, as prompts show it.
+  // Full path of the setup file, whether it exists or not; empty for a location without one and
+  // when the properties name no folder.
+  std::wstring file_path;
+};
 
-int RowLocation(const msi::TableRow& row);
+// All rows in `Sequence` order; none when the table is missing or cannot be read.
+std::vector<Prerequisite> LoadPrerequisites(const msi::InstallerSession& session);
+// The same without anything that has to do with setup files, for a phase that runs none.
+std::vector<Prerequisite> LoadWithoutFiles(const msi::InstallerSession& session);
 
-// True when the letter stands anywhere in the `Options` cell.
-bool HasOption(const msi::TableRow& row, wchar_t letter);
+// One row as a snapshot holds it, without the path of its setup file.
+Prerequisite ReadPrerequisite(const msi::TableRow& row);
+
+// What Prerequisite::file_path says for a prerequisite read without it.
+std::wstring SetupFilePath(const msi::InstallerSession& session, const Prerequisite& prerequisite);
 
 // True when `languages` is empty or one of its pieces between semicolons is exactly the system's
 // default language in decimal. Blanks count; there is no fall-back to a primary language.
@@ -40,31 +68,19 @@ bool LanguageMatches(std::wstring_view languages);
 // True when the feature is going to be installed, or is installed and stays as it is by request.
 bool FeatureQualifies(INSTALLSTATE installed, INSTALLSTATE action);
 
-// The same for the feature of a row; one that the installer does not know does not qualify.
-bool RowFeatureQualifies(const msi::InstallerSession& session, const msi::TableRow& row);
+// The same for a feature of the package; one that the installer does not know does not qualify.
+bool FeatureQualifies(const msi::InstallerSession& session, const std::wstring& feature);
 
-// True unless the row's `MissingCondition` is false: an empty condition and one that does not parse
-// count as missing.
-bool IsMissing(const msi::InstallerSession& session, const msi::TableRow& row);
+// True unless the condition is false: an empty one and one that does not parse count as missing.
+bool IsMissing(const msi::InstallerSession& session, const Prerequisite& prerequisite);
 
-// True when the row's language, missing condition and feature all select it.
-bool IsSelected(const msi::InstallerSession& session, const msi::TableRow& row);
+// True when language, missing condition and feature all select it.
+bool IsSelected(const msi::InstallerSession& session, const Prerequisite& prerequisite);
 
-// The name on disk of the file behind `url`: what follows its last separator, cut to its last 30
+// The name on disk of the file behind `url`: what follows its last delimiter, cut to its last 30
 // characters. Not the rule of download::LocalPath() for a download that is given no name: this
 // library gives each of its downloads this one.
 std::wstring FileNameFromUrl(std::wstring_view url);
-
-// The name on disk of a downloaded row's setup file: from its URL or, when that has no full stop,
-// what follows the first question mark of `TargetName`.
-std::wstring DownloadedFileName(const msi::TableRow& row);
-
-// The bare name of the row's setup file, as prompts show it.
-std::wstring SetupFileName(const msi::TableRow& row);
-
-// Full path of the row's setup file, whether it exists or not; empty for a location without one and
-// when the properties name no folder.
-std::wstring SetupFilePath(const msi::InstallerSession& session, const msi::TableRow& row);
 
 }  // namespace prereq
 

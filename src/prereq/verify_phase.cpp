@@ -1,25 +1,28 @@
 #include "prereq/verify_phase.h"
 
-#include "msi/messages.h"
 #include "prereq/prompts.h"
 #include "prereq/rows.h"
 
 namespace prereq {
+namespace {
 
-uint32_t RunVerifyPhase(PrerequisiteManager* manager) {
+// Compatibility: not IsSelected(), here the condition comes last.
+bool IsStillMissing(const msi::InstallerSession& session, const Prerequisite& prerequisite) {
+  return !prerequisite.is_after_product && LanguageMatches(prerequisite.languages) &&
+         FeatureQualifies(session, prerequisite.feature) && IsMissing(session, prerequisite);
+}
+
+}  // namespace
+
+ActionEnd RunVerifyPhase(PrerequisiteManager* manager) {
+  const msi::InstallerSession& session = manager->session();
   manager->Announce(kVerifyAction);
-  msi::TableSnapshot rows(manager->install(), kPrerequisiteTable);
-  rows.Load({L"DisplayName", L"Options", L"Languages", L"Feature_", L"MissingCondition"},
-            {L"Sequence"});
-  for (const msi::TableRow& row : rows) {
-    // Not IsSelected(), on purpose: here the condition comes last, as the one that decides.
-    if (!HasOption(row, kPostInstallOption) && LanguageMatches(row.Get(L"Languages")) &&
-        RowFeatureQualifies(manager->session(), row) && IsMissing(manager->session(), row) &&
-        !AskAboutMissing(*manager, row)) {
-      return static_cast<uint32_t>(msi::PromptAnswer::kStop);
+  for (const Prerequisite& prerequisite : LoadWithoutFiles(session)) {
+    if (IsStillMissing(session, prerequisite) && !AskAboutMissing(session, prerequisite)) {
+      return ActionEnd::kRefused;
     }
   }
-  return manager->result();
+  return ActionEnd::kDone;
 }
 
 }  // namespace prereq

@@ -8,11 +8,11 @@ std::wstring DownloadFolder(const msi::InstallerSession& session) {
   std::wstring folder = session.GetProperty(contract::kDownloadFolderProperty);
   if (folder.empty()) folder = session.GetProperty(contract::kExtractFolderProperty);
   if (folder.empty()) folder = L"[TempFolder][ProductCode]";
-  return msi::FormatText(session.handle(), folder);
+  return msi::FormatText(session, folder);
 }
 
 std::wstring ExtractFolder(const msi::InstallerSession& session) {
-  return msi::FormatText(session.handle(), session.GetProperty(contract::kExtractFolderProperty));
+  return msi::FormatText(session, session.GetProperty(contract::kExtractFolderProperty));
 }
 
 void PrepareFolderList(const msi::InstallerSession& session) {

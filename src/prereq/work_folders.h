@@ -20,7 +20,7 @@ std::wstring DownloadFolder(const msi::InstallerSession& session);
 std::wstring ExtractFolder(const msi::InstallerSession& session);
 
 // Fills the folder list, once an installation: a list that is there already stays. What is listed
-// of each folder is its nearest existing ancestor, on purpose: no work folder has been made yet,
+// of each folder is its nearest existing ancestor: no work folder has been made yet,
 // and the clean-up removes the emptied folders below a listed one but never that one itself.
 void PrepareFolderList(const msi::InstallerSession& session);
 

@@ -99,11 +99,11 @@ std::string ReadTempFolder() {
   return ReadSizedText(read).value_or("");
 }
 
-std::wstring InstallerProgramPath() {
+std::wstring SystemFolder() {
   char folder[MAX_PATH];
   const UINT length = ::GetSystemDirectoryA(folder, MAX_PATH);
   const std::string_view path(folder, length < MAX_PATH ? length : 0);
-  return WithBackslash(ToWide(path)) + L"msiexec.exe";
+  return WithBackslash(ToWide(path));
 }
 
 }  // namespace util

@@ -47,8 +47,8 @@ bool MakeFolder(const std::wstring& path);
 // empty on failure.
 std::string ReadTempFolder();
 
-// Full path of the system's installer program.
-std::wstring InstallerProgramPath();
+// The system's folder for its programs, with a backslash at its end.
+std::wstring SystemFolder();
 
 }  // namespace util
 

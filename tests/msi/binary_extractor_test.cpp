@@ -2,15 +2,9 @@
 
 #include <doctest.h>
 
-#include <string>
-
-#include "support/msi_session_rig.h"
+#include "support/action_fixture.h"
 #include "support/redirected_temp.h"
-#include "support/test_package.h"
 #include "util/text.h"
-
-using test::MsiSessionRig;
-using test::TestPackage;
 
 namespace {
 
@@ -27,75 +21,59 @@ std::string Pattern(size_t size) {
 }  // namespace
 
 TEST_CASE("a program comes out of the package whole, and goes with its reader") {
-  TestPackage package;
+  test::ActionFixture fixture;
+  test::TestPackage& package = fixture.package();
   package.Execute(kBinaryTable);
   // Around the size of the pieces in which a stream is copied.
-  for (const size_t size : {0u, 1u, 51199u, 51200u, 51201u, 200000u}) {
+  const size_t sizes[] = {0, 1, 51199, 51200, 51201, 200000};
+  for (const size_t size : sizes) {
     package.AddStream(L"Binary", L"Data", L"p" + std::to_wstring(size),
                       package.folder().Write(L"stream", Pattern(size)));
   }
-  package.Close();
-  MsiSessionRig rig(package);
+  const msi::InstallerSession& session = fixture.session().session();
   const test::RedirectedTemp temp;
-  {
-    msi::BinaryExtractor extractor(rig.handle(), kQuery);
-    std::wstring last;
-    for (const size_t size : {0u, 1u, 51199u, 51200u, 51201u, 200000u}) {
+  // An unknown name leaves nothing, not even the file before it; nor does one that spoils the
+  // query. The reader takes its last file with it.
+  for (const char* last : {"none", "it's", "p1"}) {
+    msi::BinaryExtractor extractor(session, kQuery);
+    std::wstring before;
+    for (const size_t size : sizes) {
       CAPTURE(size);
       const std::wstring path =
           util::ToWide(extractor.ExtractToTempExe("p" + std::to_string(size)));
       CHECK(path.ends_with(L".tmp.exe"));
-      CHECK(path != last);
-      last = path;
+      CHECK(path != before);
+      before = path;
       CHECK((test::ReadWholeFile(path) == Pattern(size)));
       CHECK(temp.Files().size() == 1);
     }
-    SUBCASE("an unknown name leaves nothing, not even the file before it") {
-      CHECK(extractor.ExtractToTempExe("none").empty());
-      CHECK(temp.Files().empty());
-    }
-    SUBCASE("nor does a name that spoils the query") {
-      CHECK(extractor.ExtractToTempExe("it's").empty());
-      CHECK(temp.Files().empty());
-    }
-    SUBCASE("the reader takes its last file with it") {}
+    const bool is_there = last == std::string("p1");
+    CHECK(extractor.ExtractToTempExe(last).empty() != is_there);
+    CHECK(temp.Files().size() == (is_there ? 1 : 0));
   }
   CHECK(temp.Files().empty());
-  CHECK(rig.CountLeakedHandles() == 0);
+  const msi::InstallerSession none(0);
+  CHECK(msi::BinaryExtractor(none, kQuery).ExtractToTempExe("p1").empty());
+  CHECK(temp.Files().empty());
 }
 
 TEST_CASE("a query writes the stream of its first row over what was there") {
-  TestPackage package;
+  test::TestPackage package;
   package.Execute(kBinaryTable);
   package.AddStream(L"Binary", L"Data", L"a", package.folder().Write(L"a", "short"));
   const std::wstring target = package.folder().Write(L"target", "something much longer");
   const std::string path = util::ToAnsi(target);
-  CHECK(msi::ExtractByQuery(package.database(), "SELECT `Data` FROM `Binary`", path));
+  const char* const query = "SELECT `Data` FROM `Binary`";
+  CHECK(msi::ExtractByQuery(package.database(), query, path));
   CHECK(test::ReadWholeFile(target) == "short");
-
-  struct Case {
-    const char* query;
-    std::string path;
-  };
-  const Case refused[] = {
-      {"SELECT `Data` FROM `Missing`", path},
-      {"SELECT `Data` FROM `Binary` WHERE `Name`='b'", path},
-      {"no query", path},
-      {"SELECT `Data` FROM `Binary`", path + "\\in a file"},
-  };
-  for (const Case& c : refused) {
-    CAPTURE(c.query);
-    CHECK_FALSE(msi::ExtractByQuery(package.database(), c.query, c.path));
-    CHECK(test::ReadWholeFile(target) == "short");
+  for (const char* other : {"SELECT `Data` FROM `Missing`", "no query",
+                            "SELECT `Data` FROM `Binary` WHERE `Name`='b'"}) {
+    CAPTURE(other);
+    CHECK_FALSE(msi::ExtractByQuery(package.database(), other, path));
   }
-  CHECK_FALSE(msi::ExtractByQuery(0, "SELECT `Data` FROM `Binary`", path));
+  CHECK_FALSE(msi::ExtractByQuery(package.database(), query, path + "\\in a file"));
+  CHECK_FALSE(msi::ExtractByQuery(0, query, path));
+  CHECK(test::ReadWholeFile(target) == "short");
   package.Close();
   CHECK(::MsiCloseAllHandles() == 0);
-}
-
-TEST_CASE("a reader without a session finds nothing and leaves nothing") {
-  const test::RedirectedTemp temp;
-  msi::BinaryExtractor extractor(0, kQuery);
-  CHECK(extractor.ExtractToTempExe("p").empty());
-  CHECK(temp.Files().empty());
 }

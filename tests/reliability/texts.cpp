@@ -102,8 +102,7 @@ void CheckPaths(Part* part, Random* random) {
                                   {L"TargetName", random->Text()},
                                   {L"Location", random->Number()},
                                   {L"Options", random->Text()}});
-  (void)prereq::SetupFileName(row);
-  (void)prereq::RowLocation(row);
+  (void)prereq::ReadPrerequisite(row);
 
   const std::string narrow = Narrow(random);
   const std::string safe = download::WithoutForbidden(narrow);

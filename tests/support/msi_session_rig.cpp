@@ -12,6 +12,7 @@ MsiSessionRig::MsiSessionRig(const TestPackage& package) : product_code_(package
   const std::wstring name =
       package.database() != 0 ? L"#" + std::to_wstring(package.database()) : package.path();
   REQUIRE(::MsiOpenPackageW(name.c_str(), &handle_) == ERROR_SUCCESS);
+  session_.emplace(handle_);
   for (const wchar_t* action : {L"CostInitialize", L"FileCost", L"CostFinalize"}) {
     REQUIRE(::MsiDoActionW(handle_, action) == ERROR_SUCCESS);
   }

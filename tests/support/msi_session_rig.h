@@ -1,6 +1,7 @@
 #ifndef TESTS_SUPPORT_MSI_SESSION_RIG_H_
 #define TESTS_SUPPORT_MSI_SESSION_RIG_H_
 
+#include <optional>
 #include <string>
 
 #include "msi/session.h"
@@ -18,7 +19,7 @@ class MsiSessionRig {
   ~MsiSessionRig();
 
   [[nodiscard]] MSIHANDLE handle() const { return handle_; }
-  [[nodiscard]] msi::InstallerSession session() const { return msi::InstallerSession(handle_); }
+  [[nodiscard]] const msi::InstallerSession& session() const { return *session_; }
   [[nodiscard]] std::wstring Property(const std::wstring& name) const;
   void SetProperty(const std::wstring& name, const std::wstring& value) const;
 
@@ -32,6 +33,7 @@ class MsiSessionRig {
  private:
   std::wstring product_code_;
   MSIHANDLE handle_ = 0;
+  std::optional<msi::InstallerSession> session_;
 };
 
 // Calls an export of the built library with any handle.

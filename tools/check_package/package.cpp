@@ -79,14 +79,14 @@ std::vector<msi::TableRow> Package::Rows(const wchar_t* table,
                                          std::initializer_list<const wchar_t*> columns) const {
   if (!HasTable(table)) return {};
   // A snapshot keeps the database that it reads, so each has one of its own.
-  msi::TableSnapshot snapshot(0, table, OpenDatabase());
+  msi::TableSnapshot snapshot(OpenDatabase(), table);
   snapshot.Load(columns);
   return {snapshot.begin(), snapshot.end()};
 }
 
 std::vector<unsigned char> Package::BinaryData(const std::wstring& name) const {
   if (!HasTable(L"Binary") || name.find(L'\'') != name.npos) return {};
-  msi::TableSnapshot snapshot(0, L"Binary", OpenDatabase());
+  msi::TableSnapshot snapshot(OpenDatabase(), L"Binary");
   snapshot.Load({L"Data"}, {}, (L"`Name` = '" + name + L"'").c_str());
   return snapshot.streams().empty() ? std::vector<unsigned char>() : snapshot.streams().front();
 }

@@ -135,7 +135,7 @@ void CheckCondition(const Context& context, const msi::TableRow& row) {
   }
   for (const std::wstring& name : PropertiesInCondition(condition)) {
     if (context.properties.IsSetByAbsence(name) &&
-        !prereq::HasOption(row, prereq::kPostInstallOption)) {
+        !prereq::ReadPrerequisite(row).is_after_product) {
       report->Add(kStaysMissing, place,
                   Quoted(name) +
                       L" is set by a search for what is missing (kind 6 or 8). No later search "
@@ -178,8 +178,8 @@ void CheckCommandLine(const Context& context, const msi::TableRow& row) {
 
 // True when the two can have one file: the same address or, beside the package, the same checks.
 bool IsSameFile(const msi::TableRow& a, const msi::TableRow& b) {
-  if (prereq::RowLocation(a) != prereq::RowLocation(b)) return false;
-  return (prereq::RowLocation(a) == prereq::kCarriedLocation ||
+  if (prereq::ReadPrerequisite(a).location != prereq::ReadPrerequisite(b).location) return false;
+  return (prereq::ReadPrerequisite(a).location == prereq::Location::kCarried ||
           a.Get(L"SetupFileUrl") == b.Get(L"SetupFileUrl")) &&
          a.Get(L"ExactSize") == b.Get(L"ExactSize") && a.Get(L"MD5") == b.Get(L"MD5");
 }
@@ -208,13 +208,13 @@ void CheckPairs(const Context& context, const std::vector<msi::TableRow>& rows) 
     if (file.empty()) continue;
     const auto [other, is_new] = files.try_emplace(file, &row);
     if (!is_new && !IsSameFile(*other->second, row)) {
-      context.report->Add(kSameNameOnDisk, Row(prereq::kPrerequisiteTable, row.Get(L"Prereq")),
-                          L"its setup file is called " + Quoted(prereq::SetupFileName(row)) +
-                              L" on disk, and so is that of " +
-                              Quoted(other->second->Get(L"Prereq")) +
-                              L": the file that is there first would be run for both. Names are "
-                              L"compared without regard to capitals; those from addresses have at "
-                              L"most their last 30 characters");
+      context.report->Add(
+          kSameNameOnDisk, Row(prereq::kPrerequisiteTable, row.Get(L"Prereq")),
+          L"its setup file is called " + Quoted(prereq::ReadPrerequisite(row).file_name) +
+              L" on disk, and so is that of " + Quoted(other->second->Get(L"Prereq")) +
+              L": the file that is there first would be run for both. Names are "
+              L"compared without regard to capitals; those from addresses have at "
+              L"most their last 30 characters");
     }
   }
 }

@@ -59,7 +59,7 @@ void CheckPacked(const Context& context) {
   const std::vector<msi::TableRow> rows =
       context.package.Rows(prereq::kPrerequisiteTable, {L"Location"});
   if (std::none_of(rows.begin(), rows.end(), [](const msi::TableRow& row) {
-        return prereq::RowLocation(row) == prereq::kCarriedLocation;
+        return prereq::ReadPrerequisite(row).location == prereq::Location::kCarried;
       })) {
     return;
   }
@@ -100,7 +100,7 @@ void CheckFolder(const Context& context, const wchar_t* name) {
       std::any_of(folders.begin(), folders.end(), [&](const msi::TableRow& row) {
         return value.find(L"[" + row.Get(L"Directory") + L"]") != value.npos;
       });
-  const std::wstring folder = msi::FormatText(context.package.session()->handle(), value);
+  const std::wstring folder = msi::FormatText(*context.package.session(), value);
   if (!is_known || names_folder || folder.starts_with(L'\\') || folder.find(L':') != folder.npos) {
     return;
   }

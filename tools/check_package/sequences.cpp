@@ -73,13 +73,14 @@ bool SetsFilesInside(const Context& context) {
 Needs ReadNeeds(const Context& context) {
   Needs needs;
   for (const msi::TableRow& row : context.package.Rows(prereq::kPrerequisiteTable)) {
-    const int location = prereq::RowLocation(row);
-    if (location != prereq::kDownloadedLocation && location != prereq::kCarriedLocation) continue;
-    needs.download |= location == prereq::kDownloadedLocation;
-    needs.beside |= location == prereq::kCarriedLocation &&
+    const prereq::Location location = prereq::ReadPrerequisite(row).location;
+    if (location != prereq::Location::kDownloaded && location != prereq::Location::kCarried)
+      continue;
+    needs.download |= location == prereq::Location::kDownloaded;
+    needs.beside |= location == prereq::Location::kCarried &&
                     context.package.DefaultOf(L"QX_FilesInsideExe").empty();
-    needs.extract |= location == prereq::kCarriedLocation && SetsFilesInside(context);
-    const bool after = prereq::HasOption(row, prereq::kPostInstallOption);
+    needs.extract |= location == prereq::Location::kCarried && SetsFilesInside(context);
+    const bool after = prereq::ReadPrerequisite(row).is_after_product;
     (after ? needs.after_product : needs.before_product) = true;
     for (const std::wstring& name : PropertiesInCondition(row.Get(L"MissingCondition"))) {
       needs.conditions_use_searches |= context.properties.IsFoundBySearch(name);

@@ -69,13 +69,14 @@ bool IsCut(const std::wstring& url, const std::wstring& name) {
 
 // The column from which the row's name on disk comes.
 const wchar_t* NameColumn(const msi::TableRow& row, const std::wstring& name) {
-  const bool is_from_url = prereq::RowLocation(row) == prereq::kDownloadedLocation &&
-                           name == prereq::FileNameFromUrl(row.Get(L"SetupFileUrl"));
+  const bool is_from_url =
+      prereq::ReadPrerequisite(row).location == prereq::Location::kDownloaded &&
+      name == prereq::FileNameFromUrl(row.Get(L"SetupFileUrl"));
   return is_from_url ? L"SetupFileUrl" : L"TargetName";
 }
 
 void CheckName(const Context& context, const msi::TableRow& row) {
-  const std::wstring name = prereq::SetupFileName(row);
+  const std::wstring name = prereq::ReadPrerequisite(row).file_name;
   const std::wstring place = At(row, NameColumn(row, name));
   const std::wstring narrow_safe = name.substr(name.rfind(L'\\') + 1);
   // In the code page that the library uses, what is not of it counts as a letter.
@@ -93,7 +94,7 @@ void CheckName(const Context& context, const msi::TableRow& row) {
         kNoEnding, place,
         L"the setup file would be called " + Quoted(name) +
             L" on disk, without an ending such as .exe, and could not be started" +
-            (prereq::RowLocation(row) == prereq::kDownloadedLocation
+            (prereq::ReadPrerequisite(row).location == prereq::Location::kDownloaded
                  ? L". Put a question mark and the name into TargetName: x?Setup.exe"
                  : L""));
     return;
@@ -160,7 +161,7 @@ void CheckDownloaded(const Context& context, const msi::TableRow& row) {
   if (!CheckUrl(context, row)) return;
   const std::wstring url = row.Get(L"SetupFileUrl");
   const std::wstring from_url = prereq::FileNameFromUrl(url);
-  const std::wstring name = prereq::DownloadedFileName(row);
+  const std::wstring name = prereq::ReadPrerequisite(row).file_name;
   const std::wstring target = row.Get(L"TargetName");
   if (!IsAscii(url + name)) {
     context.report->Add(kNotEverywhere, At(row, NameColumn(row, name)),
@@ -252,7 +253,8 @@ bool CheckDigest(const Context& context, const msi::TableRow& row) {
 // A setup file that lies beside the package already must be the one that the row describes.
 void CheckFileBeside(const Context& context, const msi::TableRow& row) {
   const std::wstring path = context.package.folder() + row.Get(L"TargetName");
-  if (!util::FileExists(path) || prereq::SetupFileMatches(row, path)) return;
+  if (!util::FileExists(path) || prereq::SetupFileMatches(prereq::ReadPrerequisite(row), path))
+    return;
   const std::optional<uint64_t> size = util::ReadFileSize(path);
   context.report->Add(kOtherFileBeside, Row(prereq::kPrerequisiteTable, row.Get(L"Prereq")),
                       L"the file " + Quoted(row.Get(L"TargetName")) +
@@ -265,10 +267,10 @@ void CheckFileBeside(const Context& context, const msi::TableRow& row) {
 }  // namespace
 
 void CheckSetupFile(const Context& context, const msi::TableRow& row) {
-  const int location = prereq::RowLocation(row);
-  if (location == prereq::kDownloadedLocation) {
+  const prereq::Location location = prereq::ReadPrerequisite(row).location;
+  if (location == prereq::Location::kDownloaded) {
     CheckDownloaded(context, row);
-  } else if (location == prereq::kCarriedLocation) {
+  } else if (location == prereq::Location::kCarried) {
     if (row.Get(L"Location").empty()) {
       context.report->Add(kEmptyLocation, At(row, L"Location"),
                           L"an empty Location counts as 0: the file travels with the package");
@@ -288,19 +290,20 @@ void CheckSetupFile(const Context& context, const msi::TableRow& row) {
     context.report->Add(kUnchecked, Row(prereq::kPrerequisiteTable, row.Get(L"Prereq")),
                         L"neither ExactSize nor MD5 is given: the file is run unchecked, be it "
                         L"damaged, too short or a server's error page");
-  } else if (location == prereq::kCarriedLocation) {
+  } else if (location == prereq::Location::kCarried) {
     CheckFileBeside(context, row);
   }
 }
 
 std::wstring NameOnDisk(const Context& context, const msi::TableRow& row) {
-  const int location = prereq::RowLocation(row);
-  if (location != prereq::kDownloadedLocation && location != prereq::kCarriedLocation) return {};
-  const std::wstring name = prereq::SetupFileName(row);
+  const prereq::Location location = prereq::ReadPrerequisite(row).location;
+  if (location != prereq::Location::kDownloaded && location != prereq::Location::kCarried)
+    return {};
+  const std::wstring name = prereq::ReadPrerequisite(row).file_name;
   if (name.empty()) return {};
   std::wstring path;
   if (context.package.session() != nullptr) {
-    path = prereq::SetupFilePath(*context.package.session(), row);
+    path = prereq::SetupFilePath(*context.package.session(), prereq::ReadPrerequisite(row));
   }
   // Empty where the folder is known only in an installation.
   return Folded(path.empty() ? row.Get(L"Location") + L"\\" + name : path);
