@@ -10,7 +10,6 @@
 #include "archive_writer.h"
 #include "support/pipe_client.h"
 #include "support/redirected_temp.h"
-#include "support/temp_folder.h"
 #include "support/test_package.h"
 #include "util/files.h"
 #include "util/os_family.h"
@@ -31,97 +30,70 @@ using Texts = std::vector<std::wstring>;
 
 namespace {
 
-// The name of a pipe of the test's own, as a callback id.
-std::wstring NewId() {
-  static unsigned count = 0;
-  return util::ToDecimal(::GetCurrentProcessId()) + util::ToDecimal(1000 + ++count);
-}
+const std::wstring kStub = test::ProgramFolder() + L"\\setup_stub.exe";
 
 // The Wine prefix knows the second one as a program of the older family.
 std::wstring ProgramName() { return util::IsNtFamily() ? L"my setup.exe" : L"my setup_older.exe"; }
 
-// A run of the program.
-class Run {
- public:
-  Run(const std::wstring& program, const std::wstring& arguments) {
-    std::wstring line = L"\"" + program + L"\" " + arguments;
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION info = {};
-    REQUIRE(::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                             nullptr, &startup, &info));
-    ::CloseHandle(info.hThread);
-    process_.Reset(info.hProcess);
-  }
+util::UniqueKernelHandle Start(const std::wstring& program, const std::wstring& arguments) {
+  std::wstring line = L"\"" + program + L"\" " + arguments;
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION info = {};
+  REQUIRE(::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                           nullptr, &startup, &info));
+  ::CloseHandle(info.hThread);
+  return util::UniqueKernelHandle(info.hProcess);
+}
 
-  [[nodiscard]] bool HasEndedAfter(DWORD ms) const {
-    return ::WaitForSingleObject(process_.Get(), ms) == WAIT_OBJECT_0;
-  }
-  [[nodiscard]] DWORD ExitCode() const {
-    REQUIRE(HasEndedAfter(60000));
-    DWORD exit_code = 0;
-    ::GetExitCodeProcess(process_.Get(), &exit_code);
-    return exit_code;
-  }
+DWORD ExitCode(const util::UniqueKernelHandle& process) {
+  REQUIRE(::WaitForSingleObject(process.Get(), 60000) == WAIT_OBJECT_0);
+  DWORD exit_code = 0;
+  ::GetExitCodeProcess(process.Get(), &exit_code);
+  return exit_code;
+}
 
- private:
-  util::UniqueKernelHandle process_;
-};
+// A run of the program as the library starts it, and what was said.
+struct Talk {
+  using Answer = std::function<std::wstring(const std::wstring& kind)>;
 
-// Three files in two groups, and one of a group that nobody asks for.
-struct Setup {
-  TempFolder folder;
-  std::wstring program = folder / ProgramName();
-  std::wstring out = folder / L"new\\out";
-  std::string large = std::string(300000, 'l');
-
-  Setup() {
-    ArchiveWriter writer;
-    REQUIRE(writer.Begin(test::ProgramFolder() + L"\\setup_stub.exe", program) == ERROR_SUCCESS);
-    REQUIRE(writer.Add(0, folder.Write(L"p.msi", "no package")) == ERROR_SUCCESS);
-    REQUIRE(writer.Add(103, folder.Write(L"large.bin", large)) == ERROR_SUCCESS);
-    REQUIRE(writer.Add(101, folder.Write(L"a.exe", "a")) == ERROR_SUCCESS);
-    REQUIRE(writer.Add(103, folder.Write(L"b.exe", "bb")) == ERROR_SUCCESS);
-    REQUIRE(writer.Finish() == ERROR_SUCCESS);
-  }
-  [[nodiscard]] std::wstring Arguments(const std::wstring& groups, const std::wstring& id) const {
-    return L"/groupsextract:" + groups + L" /out:\"" + out + L"\" /callbackid:" + id;
-  }
-};
-
-// The listener's side: takes each message apart until the end, in lock-step, and answers its last
-// text as `answer` says, which gets the message's kind and text.
-struct Listener {
   PipeChannel channel;
-  std::vector<std::pair<std::wstring, std::wstring>> messages = {};
+  std::vector<std::pair<std::wstring, std::wstring>> messages;  // Kind and text.
+  DWORD exit_code = 0;
 
-  void Serve(const std::function<std::wstring(const std::wstring& kind)>& answer) {
+  // Answers the last text of each message as `answer` says, until the end. The pipe is there
+  // before the program, or only some time after it.
+  Talk(const std::wstring& program, const std::wstring& groups, const std::wstring& folder,
+       const Answer& answer, bool is_late = false) {
+    static unsigned count = 1000;
+    const std::wstring id = util::ToDecimal(::GetCurrentProcessId()) + util::ToDecimal(++count);
+    const auto open = [&] { REQUIRE(channel.Open(PipeChannel::Side::kServer, util::ToAnsi(id))); };
+    if (!is_late) open();
+    const util::UniqueKernelHandle process = Start(
+        program, L"/groupsextract:" + groups + L" /out:\"" + folder + L"\" /callbackid:" + id);
+    if (is_late) {
+      CHECK(::WaitForSingleObject(process.Get(), 300) == WAIT_TIMEOUT);
+      open();
+    }
     for (std::wstring kind; (kind = channel.Receive()) != L"CLOSE";) {
       // A program that has gone does not end the talk by itself.
       REQUIRE_FALSE(kind.empty());
       channel.Acknowledge();
       std::wstring text;
-      if (kind == kPipeTotal || kind == kPipeProgress) {
-        text = ReadNumber();
-      } else {
-        text = channel.Receive();
-        if (kind == kPipeDiskFull) {
-          channel.Acknowledge();
-          text += L" " + ReadNumber();
-        }
+      if (kind != kPipeTotal && kind != kPipeProgress) text = channel.Receive();
+      if (kind == kPipeDiskFull) channel.Acknowledge();
+      if (kind != kPipeFile && kind != kPipeGroupStart) {
+        int64_t number = -1;
+        REQUIRE(channel.ReceiveInteger64(&number));
+        text += (text.empty() ? L"" : L" ") + util::ToSignedDecimal(number);
       }
       messages.emplace_back(kind, text);
       channel.Send(answer(kind));
     }
     channel.Close();
+    exit_code = ExitCode(process);
   }
 
-  std::wstring ReadNumber() {
-    int64_t number = -1;
-    REQUIRE(channel.ReceiveInteger64(&number));
-    return util::ToSignedDecimal(number);
-  }
-  // Of all messages, or of one kind.
   [[nodiscard]] Texts Of(const std::wstring& kind) const {
     Texts texts;
     for (const auto& message : messages) {
@@ -133,24 +105,36 @@ struct Listener {
 
 std::wstring Agree(const std::wstring&) { return L"OK"; }
 
+// Three files in two groups, and one of a group that nobody asks for.
+struct Setup {
+  TempFolder folder;
+  std::wstring program = folder / ProgramName();
+  std::wstring out = folder / L"new\\out";
+  std::string large = std::string(300000, 'l');
+
+  Setup() {
+    ArchiveWriter writer;
+    REQUIRE(writer.Begin(kStub, program) == ERROR_SUCCESS);
+    REQUIRE(writer.Add(0, folder.Write(L"p.msi", "no package")) == ERROR_SUCCESS);
+    REQUIRE(writer.Add(103, folder.Write(L"large.bin", large)) == ERROR_SUCCESS);
+    REQUIRE(writer.Add(101, folder.Write(L"a.exe", "a")) == ERROR_SUCCESS);
+    REQUIRE(writer.Add(103, folder.Write(L"b.exe", "bb")) == ERROR_SUCCESS);
+    REQUIRE(writer.Finish() == ERROR_SUCCESS);
+  }
+};
+
 }  // namespace
 
 TEST_CASE("asked groups are unpacked and reported, also to a listener that comes late") {
   const Setup setup;
-  const std::wstring id = NewId();
-  const Run run(setup.program, setup.Arguments(L"103;999;101;", id));
-  CHECK_FALSE(run.HasEndedAfter(300));
-  Listener listener;
-  REQUIRE(listener.channel.Open(PipeChannel::Side::kServer, util::ToAnsi(id)));
-  listener.Serve(Agree);
-  CHECK(run.ExitCode() == ERROR_SUCCESS);
-
-  CHECK(listener.messages.front() == std::pair(kPipeTotal, std::wstring(L"300003")));
-  CHECK(listener.messages.back() == std::pair(kPipeProgress, std::wstring(L"300003")));
-  CHECK(listener.Of(kPipeGroupStart) == Texts{L"103", L"101"});
-  CHECK(listener.Of(kPipeFile) ==
+  const Talk talk(setup.program, L"103;999;101;", setup.out, Agree, /*is_late=*/true);
+  CHECK(talk.exit_code == ERROR_SUCCESS);
+  CHECK(talk.messages.front() == std::pair(kPipeTotal, std::wstring(L"300003")));
+  CHECK(talk.messages.back() == std::pair(kPipeProgress, std::wstring(L"300003")));
+  CHECK(talk.Of(kPipeGroupStart) == Texts{L"103", L"101"});
+  CHECK(talk.Of(kPipeFile) ==
         Texts{setup.out + L"\\large.bin", setup.out + L"\\b.exe", setup.out + L"\\a.exe"});
-  const Texts progress = listener.Of(kPipeProgress);
+  const Texts progress = talk.Of(kPipeProgress);
   CHECK(progress.size() >= 5);
   int64_t last = 0;
   for (const std::wstring& text : progress) {
@@ -175,29 +159,24 @@ TEST_CASE("a refusal of any message stops it, and it says the end") {
   for (const auto& one : cases) {
     CAPTURE(util::ToAnsi(one.kind));
     CAPTURE(one.nth);
-    const std::wstring id = NewId();
-    Listener listener;
-    REQUIRE(listener.channel.Open(PipeChannel::Side::kServer, util::ToAnsi(id)));
-    const Run run(setup.program, setup.Arguments(L"103;101;", id));
     int left = one.nth;
-    listener.Serve([&](const std::wstring& kind) {
+    const Talk talk(setup.program, L"103;101;", setup.out, [&](const std::wstring& kind) {
       return kind == one.kind && --left == 0 ? std::wstring(L"CLOSE") : Agree(kind);
     });
-    CHECK(run.ExitCode() == ERROR_INSTALL_USEREXIT);
-    CHECK(listener.messages.back().first == one.kind);
-    CHECK(listener.Of(kPipeFile).size() == one.files);
-    CHECK(util::FileExists(setup.out + L"\\large.bin") == (one.files > 0));
+    CHECK(talk.exit_code == ERROR_INSTALL_USEREXIT);
+    CHECK(talk.messages.back().first == one.kind);
+    CHECK(talk.Of(kPipeFile).size() == one.files);
+    CHECK(util::RemoveFile(setup.out + L"\\large.bin") == (one.files > 0));
+    CHECK(util::RemoveFile(setup.out + L"\\b.exe") == (one.files > 1));
     CHECK_FALSE(util::PathExists(setup.out + L"\\large.bin.part"));
     CHECK_FALSE(util::PathExists(setup.out + L"\\a.exe"));
-    (void)util::RemoveFile(setup.out + L"\\large.bin");
-    (void)util::RemoveFile(setup.out + L"\\b.exe");
   }
 }
 
 TEST_CASE("lack of disk space is asked about before a file is written") {
   // A file that says it is larger than any disk, though it is not.
   const TempFolder folder;
-  const std::string data = ReadWholeFile(test::ProgramFolder() + L"\\setup_stub.exe");
+  const std::string data = ReadWholeFile(kStub);
   setup::ArchiveEntry entry;
   entry.group = 101;
   entry.name = L"huge.bin";
@@ -206,19 +185,14 @@ TEST_CASE("lack of disk space is asked about before a file is written") {
   const std::wstring program =
       folder.Write(L"setup.exe", data + index + setup::EncodeFooter(data.size(), index));
   for (const bool retry : {false, true}) {
-    const std::wstring id = NewId();
-    Listener listener;
-    REQUIRE(listener.channel.Open(PipeChannel::Side::kServer, util::ToAnsi(id)));
-    const Run run(program,
-                  L"/groupsextract:101; /out:\"" + folder.path() + L"\" /callbackid:" + id);
-    listener.Serve([&](const std::wstring& kind) {
-      return retry || kind != kPipeDiskFull ? std::wstring(L"OK") : std::wstring(L"CLOSE");
+    const Talk talk(program, L"101;", folder.path(), [&](const std::wstring& kind) {
+      return retry || kind != kPipeDiskFull ? Agree(kind) : L"CLOSE";
     });
-    CHECK(listener.messages.front() == std::pair(kPipeTotal, std::wstring(L"1152921504606846976")));
-    CHECK(listener.messages.back() ==
+    CHECK(talk.messages.front() == std::pair(kPipeTotal, std::wstring(L"1152921504606846976")));
+    CHECK(talk.messages.back() ==
           std::pair(kPipeDiskFull, folder / L"huge.bin 1152921504606846976"));
     // Tried when there is space, as the answer says, and then it is not what it said.
-    CHECK(run.ExitCode() == (retry ? ERROR_FILE_CORRUPT : ERROR_DISK_FULL));
+    CHECK(talk.exit_code == (retry ? ERROR_FILE_CORRUPT : ERROR_DISK_FULL));
     CHECK_FALSE(util::PathExists(folder / L"huge.bin"));
     CHECK_FALSE(util::PathExists(folder / L"huge.bin.part"));
   }
@@ -227,24 +201,18 @@ TEST_CASE("lack of disk space is asked about before a file is written") {
 TEST_CASE("the end is said also when nothing can be done") {
   const Setup setup;
   const std::string whole = ReadWholeFile(setup.program);
+  const std::wstring cut = setup.folder.Write(L"cut.exe", whole.substr(0, whole.size() - 1));
   const struct {
     std::wstring program;
     std::wstring out;
     DWORD exit_code;
-  } cases[] = {
-      {setup.folder.Write(L"cut.exe", whole.substr(0, whole.size() - 1)), setup.out,
-       ERROR_RESOURCE_DATA_NOT_FOUND},
-      {setup.program, L"", ERROR_BAD_ARGUMENTS},
-      {setup.program, setup.folder / L"p.msi", ERROR_ALREADY_EXISTS},  // A file.
-  };
-  for (const auto& one : cases) {
-    const std::wstring id = NewId();
-    Listener listener;
-    REQUIRE(listener.channel.Open(PipeChannel::Side::kServer, util::ToAnsi(id)));
-    const Run run(one.program, L"/groupsextract:101; /out:\"" + one.out + L"\" /callbackid:" + id);
-    listener.Serve(Agree);
-    CHECK(listener.messages.empty());
-    CHECK(run.ExitCode() == one.exit_code);
+  } cases[] = {{cut, setup.out, ERROR_RESOURCE_DATA_NOT_FOUND},
+               {setup.program, L"", ERROR_BAD_ARGUMENTS},
+               {setup.program, setup.folder / L"p.msi", ERROR_ALREADY_EXISTS}};  // A file.
+  for (const auto& [program, out, exit_code] : cases) {
+    const Talk talk(program, L"101;", out, Agree);
+    CHECK(talk.messages.empty());
+    CHECK(talk.exit_code == exit_code);
   }
 }
 
@@ -256,8 +224,7 @@ TEST_CASE("started by a user it installs the package with what that needs") {
       L"('LaunchConditions',100)");
   package.Execute(
       L"CREATE TABLE `LaunchCondition` (`Condition` CHAR(255) NOT NULL, `Description` CHAR(255) "
-      L"NOT "
-      L"NULL LOCALIZABLE PRIMARY KEY `Condition`)");
+      L"NOT NULL LOCALIZABLE PRIMARY KEY `Condition`)");
   package.Execute(
       L"INSERT INTO `LaunchCondition` (`Condition`,`Description`) VALUES ('QX_SETUPEXEPATH >< "
       L"\"my setup\" AND QX_EXTRACT_DIR >< \"Prerequisites\" AND MINE = \"b c\"','Wrong')");
@@ -265,14 +232,14 @@ TEST_CASE("started by a user it installs the package with what that needs") {
   const TempFolder folder;
   const std::wstring program = folder / ProgramName();
   ArchiveWriter writer;
-  REQUIRE(writer.Begin(test::ProgramFolder() + L"\\setup_stub.exe", program) == ERROR_SUCCESS);
+  REQUIRE(writer.Begin(kStub, program) == ERROR_SUCCESS);
   REQUIRE(writer.Add(0, package.path()) == ERROR_SUCCESS);
   REQUIRE(writer.Finish() == ERROR_SUCCESS);
   const test::RedirectedTemp temp;
-  CHECK(Run(program, L"/qn MINE=\"b c\"").ExitCode() == ERROR_SUCCESS);
-  CHECK(Run(program, L"/qn MINE=d").ExitCode() == ERROR_INSTALL_FAILURE);
+  CHECK(ExitCode(Start(program, L"/qn MINE=\"b c\"")) == ERROR_SUCCESS);
+  CHECK(ExitCode(Start(program, L"/qn MINE=d")) == ERROR_INSTALL_FAILURE);
 
   const std::string whole = ReadWholeFile(program);
-  CHECK(Run(folder.Write(L"cut.exe", whole.substr(0, whole.size() - 9)), L"/qn").ExitCode() ==
+  CHECK(ExitCode(Start(folder.Write(L"cut.exe", whole.substr(0, whole.size() - 9)), L"/qn")) ==
         ERROR_RESOURCE_DATA_NOT_FOUND);
 }
