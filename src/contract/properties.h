@@ -14,6 +14,8 @@ inline constexpr wchar_t kSetupFolderProperty[] = L"SETUPEXEDIR";
 inline constexpr wchar_t kFilesInsideProperty[] = L"QX_FilesInsideExe";
 // Not empty when the setup executable shows a user interface of its own.
 inline constexpr wchar_t kExternalUiProperty[] = L"QXEXTERNALUI";
+// Not empty: each step leaves a line in the installer's log, or for who listens to its messages.
+inline constexpr wchar_t kLogProperty[] = L"QX_LOG";
 
 // Set by the library. Both lists hold full paths joined by kListDelimiter.
 inline constexpr wchar_t kFilesProperty[] = L"QX_PREREQFILES";
@@ -27,6 +29,8 @@ inline constexpr wchar_t kInstalledProperty[] = L"Installed";
 inline constexpr wchar_t kProductCodeProperty[] = L"ProductCode";
 inline constexpr wchar_t kOriginalDatabaseProperty[] = L"OriginalDatabase";
 inline constexpr wchar_t kSourceFolderProperty[] = L"SourceDir";
+inline constexpr wchar_t kLogFileProperty[] = L"MsiLogFileLocation";
+inline constexpr wchar_t kHiddenProperty[] = L"MsiHiddenProperties";
 inline constexpr wchar_t kSecureProperty[] = L"SecureCustomProperties";
 
 }  // namespace contract

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "contract/properties.h"
 #include "msi/table_snapshot.h"
 
 namespace msi {
@@ -64,6 +65,16 @@ void SendActionData(const InstallerSession& session, const std::wstring& name) {
 
 void SendActionDataDone(const InstallerSession& session, const std::wstring& name) {
   MessageRecord(4).Set(1, name).Set(2, L" ").Send(session, INSTALLMESSAGE_ACTIONDATA);
+}
+
+bool IsLogging(const InstallerSession& session) {
+  return !session.GetProperty(contract::kLogFileProperty).empty() ||
+         !session.GetProperty(contract::kLogProperty).empty();
+}
+
+void Log(const InstallerSession& session, const std::wstring& line) {
+  if (!IsLogging(session)) return;
+  MessageRecord(1).Set(0, L"[1]").Set(1, L"Prereq: " + line).Send(session, INSTALLMESSAGE_INFO);
 }
 
 PromptAnswer PromptUser(const InstallerSession& session, PromptForm form, int number,

@@ -45,6 +45,14 @@ void SendActionData(const InstallerSession& session, const std::wstring& name);
 // Says that the item is done: the second field, a blank, clears the detail beside the name.
 void SendActionDataDone(const InstallerSession& session, const std::wstring& name);
 
+// True while somebody wants to read what the library does: the installer writes a log, which
+// Windows says in `MsiLogFileLocation`, or the package or the command line sets `QX_LOG`.
+[[nodiscard]] bool IsLogging(const InstallerSession& session);
+
+// Writes one line to the installer's log while IsLogging(); otherwise sends nothing. The line is
+// data: what stands in brackets in it is not replaced.
+void Log(const InstallerSession& session, const std::wstring& line);
+
 enum class PromptAnswer { kGoOn, kStop };
 
 // The error form has an OK button and always stops. The warning form has Yes and No; all but Yes
