@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "archive_writer.h"
+#include "setup/pack.h"
 #include "support/data_rows.h"
 #include "support/temp_folder.h"
 #include "util/files.h"
@@ -14,6 +14,7 @@
 using setup::Archive;
 using setup::ArchiveEntry;
 using setup::ArchiveWriter;
+using test::Pack;
 using test::ReadWholeFile;
 using test::TempFolder;
 
@@ -24,14 +25,6 @@ std::string RandomBytes(size_t count, unsigned start) {
   std::string bytes(count, '\0');
   for (char& byte : bytes) byte = static_cast<char>(random());
   return bytes;
-}
-
-void Pack(const std::wstring& stub, const std::wstring& target,
-          const std::vector<std::pair<int32_t, std::wstring>>& files) {
-  ArchiveWriter writer;
-  REQUIRE(writer.Begin(stub, target) == ERROR_SUCCESS);
-  for (const auto& [group, path] : files) REQUIRE(writer.Add(group, path) == ERROR_SUCCESS);
-  REQUIRE(writer.Finish() == ERROR_SUCCESS);
 }
 
 // Two groups: texts that shrink, and bytes that do not.
@@ -56,18 +49,27 @@ struct Sample {
   }
 };
 
+// Unpacks every entry over another file: it is what was packed then, or the file stays. Answers how
+// many were damaged.
+int UnpackAll(const Sample& sample, const Archive& archive) {
+  int damaged = 0;
+  REQUIRE(archive.entries().size() == sample.contents.size());
+  for (size_t i = 0; i < sample.contents.size(); ++i) {
+    sample.folder.Write(L"unpacked", "before");
+    const DWORD error = archive.Unpack(archive.entries()[i], sample.target, nullptr);
+    if (error != ERROR_SUCCESS) ++damaged;
+    CHECK((error == ERROR_SUCCESS || error == ERROR_FILE_CORRUPT));
+    CHECK(ReadWholeFile(sample.target) == (error == ERROR_SUCCESS ? sample.contents[i] : "before"));
+    CHECK_FALSE(util::PathExists(sample.target + L".part"));
+  }
+  return damaged;
+}
+
 // An archive made by hand: some bytes, then an index that says what is wanted.
 DWORD OpenWithIndex(const TempFolder& folder, const std::string& data, const std::string& index,
                     Archive* archive) {
   return archive->Open(
       folder.Write(L"made.exe", data + index + setup::EncodeFooter(data.size(), index)));
-}
-
-uint64_t Number(const std::wstring& text) {
-  return text.starts_with(L"MAX")
-             ? UINT64_MAX -
-                   util::ParseDecimal<uint64_t>(text.substr(std::min(text.size(), size_t{4})))
-             : util::ParseDecimal<uint64_t>(text);
 }
 
 struct Listener : setup::UnpackListener {
@@ -86,18 +88,16 @@ TEST_CASE("what was packed is unpacked") {
   const Sample sample;
   Archive archive;
   REQUIRE(archive.Open(sample.path) == ERROR_SUCCESS);
-  REQUIRE(archive.entries().size() == sample.contents.size());
+  CHECK(UnpackAll(sample, archive) == 0);
   CHECK(*util::ReadFileSize(sample.path) % 8 == 0);
   CHECK(archive.entries()[3].group == 2147483647);
-  for (size_t i = 0; i < sample.contents.size(); ++i) {
-    const ArchiveEntry& entry = archive.entries()[i];
-    const std::wstring path = sample.folder.Write(L"new " + entry.name, "what was there before");
-    CHECK(archive.Unpack(entry, path, nullptr) == ERROR_SUCCESS);
-    CHECK(ReadWholeFile(path) == sample.contents[i]);
-    CHECK_FALSE(util::PathExists(path + L".part"));
-  }
   CHECK(archive.Unpack(archive.entries()[0], sample.folder / L"none\\a", nullptr) ==
         ERROR_PATH_NOT_FOUND);
+  ArchiveWriter writer;
+  REQUIRE(writer.Begin(sample.path, sample.folder / L"out") == ERROR_SUCCESS);
+  CHECK(writer.Add(1, sample.folder.Write(L"A.exe", "1")) == ERROR_SUCCESS);
+  CHECK(writer.Add(2, sample.folder.Write(L"sub\\a.EXE", "2")) == ERROR_DUP_NAME);
+  CHECK(writer.Add(2, L"nul") == ERROR_INVALID_NAME);
 }
 
 TEST_CASE("a signature after the archive does not hide it") {
@@ -139,35 +139,23 @@ TEST_CASE("a truncated file is refused whole") {
 TEST_CASE("a changed bit is found, or changes nothing") {
   const Sample sample;
   const std::string whole = ReadWholeFile(sample.path);
-  std::mt19937 random(20);
   int refused = 0;
   int damaged = 0;
-  for (int round = 0; round < 400; ++round) {
-    // Every other one in the index and what is before and after it.
-    const size_t position = whole.size() - 1 - random() % (round % 2 == 0 ? whole.size() : 300);
-    CAPTURE(position);
+  // Here and there, and close by in the index and what is after it.
+  for (size_t back = 1; back < whole.size(); back += back < 250 ? 2 : 691) {
+    const size_t at = whole.size() - back;
+    CAPTURE(at);
     std::string altered = whole;
-    altered[position] = static_cast<char>(altered[position] ^ (1 << (random() % 8)));
+    altered[at] = static_cast<char>(altered[at] ^ (1 << at % 8));
     Archive archive;
-    if (archive.Open(sample.folder.Write(L"altered.exe", altered)) != ERROR_SUCCESS) {
+    if (archive.Open(sample.folder.Write(L"altered.exe", altered)) == ERROR_SUCCESS) {
+      damaged += UnpackAll(sample, archive);
+    } else {
       ++refused;
-      continue;
-    }
-    REQUIRE(archive.entries().size() == sample.contents.size());
-    for (size_t i = 0; i < sample.contents.size(); ++i) {
-      const DWORD error = archive.Unpack(archive.entries()[i], sample.target, nullptr);
-      if (error == ERROR_SUCCESS) {
-        CHECK(ReadWholeFile(sample.target) == sample.contents[i]);
-        CHECK(util::RemoveFile(sample.target));
-      } else {
-        ++damaged;
-        CHECK(error == ERROR_FILE_CORRUPT);
-        CHECK(sample.NothingIsLeft());
-      }
     }
   }
-  CHECK(refused > 100);
-  CHECK(damaged > 100);
+  CHECK(refused > 50);
+  CHECK(damaged > 50);
 }
 
 TEST_CASE("names that lead elsewhere and hostile sizes do no harm") {
@@ -185,9 +173,9 @@ TEST_CASE("names that lead elsewhere and hostile sizes do no harm") {
       continue;
     }
     entry.name = L"a";
-    entry.offset = Number(row[1]);
-    entry.packed_bytes = Number(row[2]);
-    entry.bytes = Number(row[3]);
+    entry.offset = util::ParseDecimal<uint64_t>(row[1]);
+    entry.packed_bytes = util::ParseDecimal<uint64_t>(row[2]);
+    entry.bytes = util::ParseDecimal<uint64_t>(row[3]);
     entry.crc = 0x078A19D7;  // Of "aa".
     const DWORD opened = OpenWithIndex(folder, data, setup::EncodeIndex({entry}), &archive);
     CHECK(opened == (row[4] == L"closed" ? ERROR_FILE_CORRUPT : ERROR_SUCCESS));
@@ -206,15 +194,6 @@ TEST_CASE("names that lead elsewhere and hostile sizes do no harm") {
     Archive archive;
     CHECK(OpenWithIndex(folder, "", index.substr(0, length), &archive) == ERROR_FILE_CORRUPT);
   }
-}
-
-TEST_CASE("what no archive could unpack is not packed") {
-  const TempFolder folder;
-  ArchiveWriter writer;
-  REQUIRE(writer.Begin(folder.Write(L"stub", "s"), folder / L"out") == ERROR_SUCCESS);
-  CHECK(writer.Add(1, folder.Write(L"A.exe", "1")) == ERROR_SUCCESS);
-  CHECK(writer.Add(2, folder.Write(L"sub\\a.EXE", "2")) == ERROR_DUP_NAME);
-  CHECK(writer.Add(2, L"nul") == ERROR_INVALID_NAME);
 }
 
 TEST_CASE("no more is written than the index says, and nothing is left of what was stopped") {

@@ -5,9 +5,10 @@
 
 #include <doctest.h>
 
+#include <algorithm>
 #include <functional>
 
-#include "archive_writer.h"
+#include "setup/pack.h"
 #include "support/pipe_client.h"
 #include "support/redirected_temp.h"
 #include "support/test_package.h"
@@ -17,7 +18,6 @@
 #include "util/text.h"
 #include "util/unique_handle.h"
 
-using setup::ArchiveWriter;
 using test::kPipeDiskFull;
 using test::kPipeFile;
 using test::kPipeGroupStart;
@@ -113,13 +113,11 @@ struct Setup {
   std::string large = std::string(300000, 'l');
 
   Setup() {
-    ArchiveWriter writer;
-    REQUIRE(writer.Begin(kStub, program) == ERROR_SUCCESS);
-    REQUIRE(writer.Add(0, folder.Write(L"p.msi", "no package")) == ERROR_SUCCESS);
-    REQUIRE(writer.Add(103, folder.Write(L"large.bin", large)) == ERROR_SUCCESS);
-    REQUIRE(writer.Add(101, folder.Write(L"a.exe", "a")) == ERROR_SUCCESS);
-    REQUIRE(writer.Add(103, folder.Write(L"b.exe", "bb")) == ERROR_SUCCESS);
-    REQUIRE(writer.Finish() == ERROR_SUCCESS);
+    test::Pack(kStub, program,
+               {{0, folder.Write(L"p.msi", "no package")},
+                {103, folder.Write(L"large.bin", large)},
+                {101, folder.Write(L"a.exe", "a")},
+                {103, folder.Write(L"b.exe", "bb")}});
   }
 };
 
@@ -134,14 +132,12 @@ TEST_CASE("asked groups are unpacked and reported, also to a listener that comes
   CHECK(talk.Of(kPipeGroupStart) == Texts{L"103", L"101"});
   CHECK(talk.Of(kPipeFile) ==
         Texts{setup.out + L"\\large.bin", setup.out + L"\\b.exe", setup.out + L"\\a.exe"});
-  const Texts progress = talk.Of(kPipeProgress);
-  CHECK(progress.size() >= 5);
-  int64_t last = 0;
-  for (const std::wstring& text : progress) {
-    const auto bytes = util::ParseDecimal<int64_t>(text);
-    CHECK(bytes >= last);
-    last = bytes;
+  std::vector<int64_t> progress;
+  for (const std::wstring& text : talk.Of(kPipeProgress)) {
+    progress.push_back(util::ParseDecimal<int64_t>(text));
   }
+  CHECK(progress.size() >= 5);
+  CHECK(std::ranges::is_sorted(progress));
   CHECK(ReadWholeFile(setup.out + L"\\large.bin") == setup.large);
   CHECK(ReadWholeFile(setup.out + L"\\a.exe") == "a");
   CHECK(ReadWholeFile(setup.out + L"\\b.exe") == "bb");
@@ -218,23 +214,20 @@ TEST_CASE("the end is said also when nothing can be done") {
 
 TEST_CASE("started by a user it installs the package with what that needs") {
   test::TestPackage package;
-  package.Execute(L"DELETE FROM `InstallExecuteSequence` WHERE `Sequence` > 1000");
-  package.Execute(
-      L"INSERT INTO `InstallExecuteSequence` (`Action`,`Sequence`) VALUES "
-      L"('LaunchConditions',100)");
-  package.Execute(
-      L"CREATE TABLE `LaunchCondition` (`Condition` CHAR(255) NOT NULL, `Description` CHAR(255) "
-      L"NOT NULL LOCALIZABLE PRIMARY KEY `Condition`)");
-  package.Execute(
-      L"INSERT INTO `LaunchCondition` (`Condition`,`Description`) VALUES ('QX_SETUPEXEPATH >< "
-      L"\"my setup\" AND QX_EXTRACT_DIR >< \"Prerequisites\" AND MINE = \"b c\"','Wrong')");
+  for (const wchar_t* sql :
+       {L"DELETE FROM `InstallExecuteSequence` WHERE `Sequence` > 1000",
+        L"INSERT INTO `InstallExecuteSequence` (`Action`,`Sequence`) VALUES "
+        L"('LaunchConditions',100)",
+        L"CREATE TABLE `LaunchCondition` (`Condition` CHAR(255) NOT NULL, `Description` CHAR(255) "
+        L"NOT NULL LOCALIZABLE PRIMARY KEY `Condition`)",
+        L"INSERT INTO `LaunchCondition` (`Condition`,`Description`) VALUES ('QX_SETUPEXEPATH >< "
+        L"\"my setup\" AND QX_EXTRACT_DIR >< \"Prerequisites\" AND MINE = \"b c\"','Wrong')"}) {
+    package.Execute(sql);
+  }
   package.Close();
   const TempFolder folder;
   const std::wstring program = folder / ProgramName();
-  ArchiveWriter writer;
-  REQUIRE(writer.Begin(kStub, program) == ERROR_SUCCESS);
-  REQUIRE(writer.Add(0, package.path()) == ERROR_SUCCESS);
-  REQUIRE(writer.Finish() == ERROR_SUCCESS);
+  test::Pack(kStub, program, {{0, package.path()}});
   const test::RedirectedTemp temp;
   CHECK(ExitCode(Start(program, L"/qn MINE=\"b c\"")) == ERROR_SUCCESS);
   CHECK(ExitCode(Start(program, L"/qn MINE=d")) == ERROR_INSTALL_FAILURE);
