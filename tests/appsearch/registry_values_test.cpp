@@ -5,7 +5,9 @@
 #include <optional>
 #include <string>
 
+#include "support/data_rows.h"
 #include "support/test_key.h"
+#include "support/worker.h"
 #include "util/os_family.h"
 #include "util/unique_handle.h"
 #include "util/wow64.h"
@@ -18,30 +20,13 @@ using test::TestKey;
 TEST_CASE("a path opens the key it names") {
   const TestKey key;
   (void)key.Make("\\sub");
-  const std::string below = key.path().substr(4);
-  struct Case {
-    std::string path;
-    bool opens;
-  };
-  const Case cases[] = {
-      {"HKCU" + below, true},
-      {"HKCU" + below + "\\sub", true},
-      {"HKCU" + below + "\\none", false},
-      {"HKLM" + below, false},
-      {"hkcu" + below, false},  // Taken for HKEY_USERS, as every other name.
-      {"HKLM\\Software", true},
-      {"HKCR\\CLSID", true},
-      {"HKCC\\Software", true},
-      {"\\.Default", true},
-      {"HKEY_LOCAL_MACHINE\\.Default", true},
-      {"HKLM\\", true},
-      {"HKLM", false},
-      {"", false},
-  };
-  for (const Case& c : cases) {
-    CAPTURE(c.path);
-    CHECK(static_cast<bool>(OpenKey(c.path, false)) == c.opens);
-    CHECK(static_cast<bool>(OpenKey(c.path, true)) == c.opens);
+  for (const test::DataRow& row : test::ReadDataRows("appsearch/key_paths.txt")) {
+    CAPTURE(row.line);
+    std::string path = row.Ansi(0);
+    const size_t at = path.find("{below}");
+    if (at != path.npos) path.replace(at, 7, key.path().substr(4));
+    CHECK(static_cast<bool>(OpenKey(path, false)) == row.Yes(1));
+    CHECK(static_cast<bool>(OpenKey(path, true)) == row.Yes(1));
   }
 }
 
@@ -66,32 +51,31 @@ TEST_CASE("values of every size and type read as text") {
   const TestKey key;
   const util::UniqueRegistryKey opened = OpenKey(key.path(), false);
   REQUIRE(opened);
-  // Below, at and above the first buffer, with and without the zero at the end.
+  const auto both_read = [&](const std::optional<std::string>& text,
+                             const std::string& name = "v") {
+    return ReadComparableValue(opened.Get(), name) == text &&
+           ReadValueText(opened.Get(), name) == text;
+  };
+  // Below, at and above the first buffer, with and without the null at the end.
   for (const size_t length : {0u, 1u, 198u, 199u, 200u, 201u, 1000u, 70000u}) {
     CAPTURE(length);
     const std::string text(length, 'x');
     key.SetText("v", text);
-    CHECK((ReadComparableValue(opened.Get(), "v") == text));
-    CHECK((ReadValueText(opened.Get(), "v") == text));
+    CHECK(both_read(text));
     key.Set("v", REG_SZ, text.data(), text.size());
-    CHECK((ReadComparableValue(opened.Get(), "v") == text));
-    CHECK((ReadValueText(opened.Get(), "v") == text));
+    CHECK(both_read(text));
   }
   key.Set("v", REG_SZ, "one\0two", 8);
-  CHECK(ReadComparableValue(opened.Get(), "v") == "one");
-  CHECK(ReadValueText(opened.Get(), "v") == "one");
+  CHECK(both_read("one"));
   for (const DWORD number : {0ul, 5ul, 2147483647ul, 2147483648ul, 4294967295ul}) {
     key.SetNumber("v", number);
-    CHECK(ReadComparableValue(opened.Get(), "v") == std::to_string(number));
-    CHECK(ReadValueText(opened.Get(), "v") == std::to_string(number));
+    CHECK(both_read(std::to_string(number)));
   }
   key.Set("v", REG_DWORD, "\x05\x01\x07", 2);
-  CHECK(ReadComparableValue(opened.Get(), "v") == "261");
-  CHECK(ReadValueText(opened.Get(), "v") == "261");
+  CHECK(both_read("261"));
   key.SetText("", "default");
-  CHECK(ReadComparableValue(opened.Get(), "") == "default");
-  CHECK(ReadComparableValue(opened.Get(), "none") == std::nullopt);
-  CHECK(ReadValueText(opened.Get(), "none") == std::nullopt);
+  CHECK(both_read("default", ""));
+  CHECK(both_read(std::nullopt, "none"));
 
   key.SetText("v", "%windir%\\x", REG_EXPAND_SZ);
   CHECK(ReadValueText(opened.Get(), "v") == "%windir%\\x");
@@ -101,31 +85,20 @@ TEST_CASE("values of every size and type read as text") {
   CHECK(ReadValueText(opened.Get(), "v") == "ab");
 }
 
-namespace {
-
-struct Reader {
-  HKEY key;
-  std::optional<std::string> text;
-};
-
-DWORD WINAPI ReadOnThread(void* context) {
-  auto* const reader = static_cast<Reader*>(context);
-  reader->text = ReadComparableValue(reader->key, "v");
-  return 0;
-}
-
-}  // namespace
-
 TEST_CASE("a comparable value of another type is read until it is one") {
   const TestKey key;
   key.SetText("v", "expanded", REG_EXPAND_SZ);
   const util::UniqueRegistryKey opened = OpenKey(key.path(), false);
-  Reader reader = {opened.Get(), std::nullopt};
-  const util::UniqueKernelHandle thread(
-      ::CreateThread(nullptr, 0, &ReadOnThread, &reader, 0, nullptr));
-  CHECK(::WaitForSingleObject(thread.Get(), 200) == WAIT_TIMEOUT);
-  // Without a zero at its end, so that what was read before must not show through.
+  std::optional<std::string> text;
+  const util::UniqueKernelHandle read(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  const test::Worker reader([&] {
+    text = ReadComparableValue(opened.Get(), "v");
+    ::SetEvent(read.Get());
+  });
+  CHECK(::WaitForSingleObject(read.Get(), 200) == WAIT_TIMEOUT);
+  // Without a null at its end, so that what was read before must not show through.
   key.Set("v", REG_SZ, "plain", 5);
-  REQUIRE(::WaitForSingleObject(thread.Get(), 10000) == WAIT_OBJECT_0);
-  CHECK(reader.text == "plain");
+  CHECK(::WaitForSingleObject(read.Get(), 10000) == WAIT_OBJECT_0);
+  reader.Join();
+  CHECK(text == "plain");
 }

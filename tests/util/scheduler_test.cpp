@@ -1,29 +1,44 @@
+// The call that tells of a service's changes is newer than what the library may use.
+#undef _WIN32_WINNT
+#define _WIN32_WINNT 0x0600
+
 #include "util/scheduler.h"
 
 #include <windows.h>
 #include <objidl.h>
 #include <mstask.h>
+#include <winsvc.h>
 
 #include <doctest.h>
 
-#include <string>
-
+#include "support/setup_program.h"
 #include "util/com.h"
 #include "util/find_function.h"
+#include "util/os_family.h"
+#include "util/process.h"
 #include "util/text.h"
-#include "util/unique_handle.h"
 
 namespace {
+
+constexpr DWORD kTimeoutMs = 20000;
 
 // Names with a full stop, as "x.job", are refused by Wine.
 std::wstring JobName() { return L"prereq test " + util::ToDecimal(::GetCurrentProcessId()); }
 
+util::ScheduledJob Job(const std::wstring& arguments, WORD month = 11) {
+  return {.name = JobName(),
+          .program = L"C:\\a folder\\setup.exe",
+          .arguments = arguments,
+          .account = L"domain\\user",
+          .flags = TASK_FLAG_HIDDEN | TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
+          .start = {2031, month, 0, 30, 23, 58, 59, 9}};
+}
+
 // Wine's service opens a job that has changed, for a moment, and until then it cannot be deleted.
 bool DeleteJob() {
-  for (int attempt = 0; attempt < 200; ++attempt) {
-    if (util::DeleteScheduledJob(JobName())) return true;
-  }
-  return false;
+  int attempts = 200;
+  while (attempts > 0 && !util::DeleteScheduledJob(JobName())) --attempts;
+  return attempts > 0;
 }
 
 std::wstring TakeText(LPWSTR text) {
@@ -32,123 +47,178 @@ std::wstring TakeText(LPWSTR text) {
   return result;
 }
 
-struct StoredJob {
-  bool found = false;
-  DWORD flags = 0;
-  std::wstring program;
-  std::wstring arguments;
-  WORD trigger_count = 0;
-  TASK_TRIGGER trigger = {};
-};
-
-// What the scheduler itself says about the job.
-StoredJob ReadJob(const std::wstring& name) {
-  StoredJob job;
+// What the scheduler itself says about the job: flags, program, arguments, number of triggers, kind
+// and start of the first. Empty without a job.
+std::wstring ReadJob() {
   const util::ComScope com;
   util::UniqueCom<ITaskScheduler> scheduler;
   REQUIRE(SUCCEEDED(::CoCreateInstance(CLSID_CTaskScheduler, nullptr, CLSCTX_INPROC_SERVER,
                                        IID_ITaskScheduler,
                                        reinterpret_cast<void**>(scheduler.Receive()))));
   util::UniqueCom<ITask> task;
-  if (FAILED(scheduler.Get()->Activate(name.c_str(), IID_ITask,
+  if (FAILED(scheduler.Get()->Activate(JobName().c_str(), IID_ITask,
                                        reinterpret_cast<IUnknown**>(task.Receive())))) {
-    return job;
+    return {};
   }
-  job.found = true;
-  LPWSTR text = nullptr;
-  task.Get()->GetFlags(&job.flags);
-  if (SUCCEEDED(task.Get()->GetApplicationName(&text))) job.program = TakeText(text);
-  if (SUCCEEDED(task.Get()->GetParameters(&text))) job.arguments = TakeText(text);
-  task.Get()->GetTriggerCount(&job.trigger_count);
+  DWORD flags = 0;
+  LPWSTR program = nullptr;
+  LPWSTR arguments = nullptr;
+  WORD count = 0;
   util::UniqueCom<ITaskTrigger> trigger;
-  if (SUCCEEDED(task.Get()->GetTrigger(0, trigger.Receive()))) {
-    job.trigger.cbTriggerSize = sizeof(job.trigger);
-    trigger.Get()->GetTrigger(&job.trigger);
+  TASK_TRIGGER when = {};
+  when.cbTriggerSize = sizeof(when);
+  REQUIRE(SUCCEEDED(task.Get()->GetFlags(&flags)));
+  REQUIRE(SUCCEEDED(task.Get()->GetApplicationName(&program)));
+  REQUIRE(SUCCEEDED(task.Get()->GetParameters(&arguments)));
+  REQUIRE(SUCCEEDED(task.Get()->GetTriggerCount(&count)));
+  REQUIRE(SUCCEEDED(task.Get()->GetTrigger(0, trigger.Receive())));
+  REQUIRE(SUCCEEDED(trigger.Get()->GetTrigger(&when)));
+  std::wstring job = util::ToDecimal(flags) + L"|" + TakeText(program) + L"|" + TakeText(arguments);
+  for (const DWORD number : {DWORD{count}, static_cast<DWORD>(when.TriggerType),
+                             DWORD{when.wBeginYear}, DWORD{when.wBeginMonth}, DWORD{when.wBeginDay},
+                             DWORD{when.wStartHour}, DWORD{when.wStartMinute}}) {
+    job += L"|" + util::ToDecimal(number);
   }
   return job;
 }
 
-constexpr SYSTEMTIME kStart = {.wYear = 2031,
-                               .wMonth = 11,
-                               .wDayOfWeek = 0,
-                               .wDay = 30,
-                               .wHour = 23,
-                               .wMinute = 58,
-                               .wSecond = 59,
-                               .wMilliseconds = 9};
+struct ServiceTraits {
+  using Handle = SC_HANDLE;
+  static Handle Invalid() { return nullptr; }
+  static bool IsValid(Handle handle) { return handle != nullptr; }
+  static void Close(Handle handle) { ::CloseServiceHandle(handle); }
+};
+using Service = util::UniqueHandle<ServiceTraits>;
 
-util::ScheduledJob LogonJob(const std::wstring& arguments) {
-  return {.name = JobName(),
-          .program = L"C:\\a folder\\setup.exe",
-          .arguments = arguments,
-          .account = L"domain\\user",
-          .flags = TASK_FLAG_HIDDEN | TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
-          .start = kStart};
+SERVICE_STATUS_PROCESS Status(const Service& service) {
+  SERVICE_STATUS_PROCESS status = {};
+  DWORD needed = 0;
+  REQUIRE(::QueryServiceStatusEx(service.Get(), SC_STATUS_PROCESS_INFO,
+                                 reinterpret_cast<BYTE*>(&status), sizeof(status), &needed));
+  return status;
+}
+
+bool SetProgram(const Service& service, const char* command) {
+  return ::ChangeServiceConfigA(service.Get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                                SERVICE_NO_CHANGE, command, nullptr, nullptr, nullptr, nullptr,
+                                nullptr, nullptr) != FALSE;
+}
+
+// Wine's scheduler service takes no controls, and its end goes unnoticed until a start fails: so
+// its process is ended and it is started once with a program that does not exist.
+void Stop(const Service& service) {
+  const SERVICE_STATUS_PROCESS status = Status(service);
+  if (status.dwCurrentState == SERVICE_STOPPED) return;
+  const util::UniqueKernelHandle process(
+      ::OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, status.dwProcessId));
+  REQUIRE(::TerminateProcess(process.Get(), 0));
+  REQUIRE(::WaitForSingleObject(process.Get(), kTimeoutMs) == WAIT_OBJECT_0);
+
+  alignas(QUERY_SERVICE_CONFIGA) char buffer[8192];
+  auto* const config = reinterpret_cast<QUERY_SERVICE_CONFIGA*>(buffer);
+  DWORD needed = 0;
+  REQUIRE(::QueryServiceConfigA(service.Get(), config, sizeof(buffer), &needed));
+  REQUIRE(SetProgram(service, "C:\\no such program.exe"));
+  const BOOL started = ::StartServiceA(service.Get(), 0, nullptr);
+  REQUIRE(SetProgram(service, config->lpBinaryPathName));
+  REQUIRE_FALSE(started);
+  REQUIRE(Status(service).dwCurrentState == SERVICE_STOPPED);
+}
+
+void CALLBACK Ignore(void*) {}
+
+void WaitUntilRunning(const Service& service) {
+  SERVICE_NOTIFYW notify = {};
+  notify.dwVersion = SERVICE_NOTIFY_STATUS_CHANGE;
+  notify.pfnNotifyCallback = &Ignore;
+  REQUIRE(::NotifyServiceStatusChangeW(service.Get(), SERVICE_NOTIFY_RUNNING, &notify) ==
+          ERROR_SUCCESS);
+  REQUIRE(::SleepEx(kTimeoutMs, /*bAlertable=*/TRUE) == WAIT_IO_COMPLETION);
 }
 
 bool NothingOfTheSchedulerIsOpen() {
   using Answer = HRESULT(WINAPI*)();
-  const HMODULE library = ::GetModuleHandleW(L"mstask.dll");
-  REQUIRE(library != nullptr);
-  const auto can_unload = util::FindFunction<Answer>(library, "DllCanUnloadNow");
+  const auto can_unload =
+      util::FindFunction<Answer>(::GetModuleHandleW(L"mstask.dll"), "DllCanUnloadNow");
   REQUIRE((can_unload != nullptr));
   return can_unload() == S_OK;
 }
 
 }  // namespace
 
-TEST_CASE("a second job of a name takes the place of the first, whole") {
+TEST_CASE("a job is stored whole in place of one of its name, or not at all") {
   const util::UniqueModule library(::LoadLibraryW(L"mstask.dll"));
-  REQUIRE(util::CreateScheduledJob(LogonJob(L"first")));
   const std::wstring arguments =
       L"/i \"C:\\p.msi\"QX_RESUME=1 A=\"" + std::wstring(5000, L'x') + L"\" B=\"C:\\\\\"";
-  REQUIRE(util::CreateScheduledJob(LogonJob(arguments)));
-
-  const StoredJob job = ReadJob(JobName());
-  CHECK(job.found);
-  CHECK(job.flags == 8704);
-  CHECK(job.program == L"C:\\a folder\\setup.exe");
-  CHECK(job.arguments == arguments);
-  CHECK(job.trigger_count == 1);
-  CHECK(job.trigger.TriggerType == TASK_EVENT_TRIGGER_AT_LOGON);
-  CHECK(job.trigger.wBeginYear == 2031);
-  CHECK(job.trigger.wBeginMonth == 11);
-  CHECK(job.trigger.wBeginDay == 30);
-  CHECK(job.trigger.wStartHour == 23);
-  CHECK(job.trigger.wStartMinute == 58);
-
+  // The scheduler refuses the month.
+  CHECK_FALSE(util::CreateScheduledJob(Job(L"x", /*month=*/13)));
+  CHECK(ReadJob().empty());
+  REQUIRE(util::CreateScheduledJob(Job(L"first")));
+  REQUIRE(util::CreateScheduledJob(Job(arguments)));
+  CHECK(ReadJob() == L"8704|C:\\a folder\\setup.exe|" + arguments + L"|1|" +
+                         util::ToDecimal(TASK_EVENT_TRIGGER_AT_LOGON) + L"|2031|11|30|23|58");
   CHECK(DeleteJob());
-  CHECK_FALSE(ReadJob(JobName()).found);
+  CHECK(ReadJob().empty());
   CHECK_FALSE(util::DeleteScheduledJob(JobName()));
   CHECK(NothingOfTheSchedulerIsOpen());
 }
 
-TEST_CASE("a trigger that the scheduler refuses leaves no job behind") {
-  const util::UniqueModule library(::LoadLibraryW(L"mstask.dll"));
-  util::ScheduledJob job = LogonJob(L"x");
-  job.start.wMonth = 13;
-  CHECK_FALSE(util::CreateScheduledJob(job));
-  CHECK_FALSE(ReadJob(JobName()).found);
-  CHECK(NothingOfTheSchedulerIsOpen());
-}
-
 TEST_CASE("the thread's COM is left as it was found") {
-  enum Found { kNone, kApartment, kMultithreaded };
-  for (const Found found : {kNone, kApartment, kMultithreaded}) {
-    CAPTURE(found);
-    if (found != kNone) {
-      REQUIRE(::CoInitializeEx(nullptr, found == kApartment ? COINIT_APARTMENTTHREADED
-                                                            : COINIT_MULTITHREADED) == S_OK);
-    }
-    CHECK(util::CreateScheduledJob(LogonJob(L"x")));
+  constexpr DWORD kNone = 99;
+  for (const DWORD mode : {kNone, DWORD{COINIT_APARTMENTTHREADED}, DWORD{COINIT_MULTITHREADED}}) {
+    CAPTURE(mode);
+    if (mode != kNone) REQUIRE(::CoInitializeEx(nullptr, mode) == S_OK);
+    CHECK(util::CreateScheduledJob(Job(L"x")));
     CHECK(DeleteJob());
-
-    const HRESULT kind = ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    CHECK(kind == (found == kNone ? S_OK : found == kApartment ? RPC_E_CHANGED_MODE : S_FALSE));
-    if (SUCCEEDED(kind)) ::CoUninitialize();
-    if (found != kNone) ::CoUninitialize();
+    const HRESULT answer = ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    CHECK(answer == (mode == kNone                      ? S_OK
+                     : mode == COINIT_APARTMENTTHREADED ? RPC_E_CHANGED_MODE
+                                                        : S_FALSE));
+    if (SUCCEEDED(answer)) ::CoUninitialize();
+    if (mode != kNone) ::CoUninitialize();
     // One more than was asked for would show here.
     CHECK(::CoInitializeEx(nullptr, COINIT_MULTITHREADED) == S_OK);
     ::CoUninitialize();
   }
+}
+
+TEST_CASE("a stopped scheduler service is started and a running one left alone") {
+  if (!util::IsNtFamily()) return;
+  const Service manager(::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT));
+  const Service service(::OpenServiceA(
+      manager.Get(), "Schedule",
+      SERVICE_QUERY_STATUS | SERVICE_QUERY_CONFIG | SERVICE_CHANGE_CONFIG | SERVICE_START));
+  REQUIRE(service);
+  Stop(service);
+  CHECK(util::EnsureSchedulerRuns() == ERROR_SUCCESS);
+  CHECK(Status(service).dwCurrentState != SERVICE_STOPPED);
+  WaitUntilRunning(service);
+  CHECK(util::EnsureSchedulerRuns() == ERROR_SUCCESS);  // Another start would be an error.
+}
+
+TEST_CASE("on Windows 95/98/Me the scheduler is a program beside its window") {
+  if (util::IsNtFamily()) return;
+  CHECK(util::EnsureSchedulerRuns() == ERROR_FILE_NOT_FOUND);
+
+  // Started without arguments, it finds the word that makes it tell of its end in its own path.
+  const util::UniqueKernelHandle done(::CreateEventA(nullptr, FALSE, FALSE, "prereq-test-done"));
+  const test::TempFolder folder;
+  const test::SetupProgram program(folder, L"the done=prereq-test-done folder\\mstask.exe");
+  ::SetCurrentDirectoryW((folder / L"the done=prereq-test-done folder").c_str());
+  WNDCLASSA window_class = {};
+  window_class.lpfnWndProc = &::DefWindowProcA;
+  window_class.lpszClassName = "SAGEWINDOWCLASS";
+  REQUIRE(::RegisterClassA(&window_class) != 0);
+  const HWND window = ::CreateWindowA("SAGEWINDOWCLASS", "SYSTEM AGENT COM WINDOW", 0, 0, 0, 0, 0,
+                                      nullptr, nullptr, nullptr, nullptr);
+  REQUIRE(window != nullptr);
+  CHECK(util::EnsureSchedulerRuns() == ERROR_SUCCESS);
+  ::DestroyWindow(window);
+  CHECK(util::EnsureSchedulerRuns() == ERROR_SUCCESS);
+  ::SetCurrentDirectoryW(L"C:\\");
+  CHECK(::WaitForSingleObject(done.Get(), kTimeoutMs) == WAIT_OBJECT_0);
+  // One more run, so that a second one would have had its time.
+  DWORD code = 0;
+  REQUIRE(util::LaunchProgram(program.path(), L"last", &code, true));
+  CHECK(program.Runs().size() == 2);
 }

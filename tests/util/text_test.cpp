@@ -2,74 +2,51 @@
 
 #include <doctest.h>
 
-#include <cstdint>
-#include <limits>
+#include "support/data_rows.h"
+#include "util/ansi_text.h"
+#include "util/process.h"
 
-using Pieces = std::vector<std::wstring>;
+namespace {
 
-TEST_CASE("a text is cut at every separator, empty pieces included") {
-  CHECK(util::Split(L"", L';') == Pieces{});
-  CHECK(util::Split(L";", L';') == Pieces{L"", L""});
-  CHECK(util::Split(L"one", L';') == Pieces{L"one"});
-  CHECK(util::Split(L"a;; b;", L';') == Pieces{L"a", L"", L" b", L""});
+std::wstring InBrackets(const std::wstring& text) {
+  std::wstring result;
+  for (const std::wstring& piece : util::Split(text, L';')) result += L'[' + piece + L']';
+  return result;
 }
 
-TEST_CASE("a folder gets one backslash at its end") {
-  CHECK(util::WithBackslash(L"C:\\x") == L"C:\\x\\");
-  CHECK(util::WithBackslash(L"C:\\") == L"C:\\");
-  CHECK(util::WithBackslash(L"C:/x/") == L"C:/x/\\");
-  CHECK(util::WithBackslash(L"") == L"\\");
+std::wstring Fold(std::wstring text) {
+  for (wchar_t& character : text) character = util::FoldAscii(character);
+  return text;
 }
 
-TEST_CASE("a number is read up to the first other character and wraps round") {
-  const struct {
-    const wchar_t* text;
-    int32_t narrow;
-    int64_t wide;
-  } cases[] = {
-      {L"", 0, 0},
-      {L"-", 0, 0},
-      {L"abc", 0, 0},
-      {L" 7", 0, 0},
-      {L"+7", 0, 0},
-      {L"12ab", 12, 12},
-      {L"007", 7, 7},
-      {L"-5", -5, -5},
-      {L"--5", 0, 0},
-      {L"2147483648", INT32_MIN, 2147483648},
-      {L"4294967297", 1, 4294967297},
-      {L"-9223372036854775808", 0, INT64_MIN},
-      {L"18446744073709551617", 1, 1},
-  };
-  for (const auto& [text, narrow, wide] : cases) {
-    CAPTURE(util::ToAnsi(text));
-    CHECK(util::ParseDecimal<int32_t>(std::wstring(text)) == narrow);
-    CHECK(util::ParseDecimal<int64_t>(std::wstring(text)) == wide);
+}  // namespace
+
+TEST_CASE("texts are cut, read, written and joined by their rules") {
+  for (const test::DataRow& row : test::ReadDataRows("util/text_rules.txt")) {
+    CAPTURE(row.line);
+    const std::wstring& text = row[1];
+    if (row[0] == L"split") CHECK(InBrackets(text) == row[2]);
+    if (row[0] == L"folder") CHECK(util::WithBackslash(text) == row[2]);
+    if (row[0] == L"fold") CHECK(Fold(text) == row[2]);
+    if (row[0] == L"ansi") CHECK(util::ToWide(util::ToAnsi(text)) == row[2]);
+    if (row[0] == L"join") CHECK(util::JoinArguments(util::Split(text, L';')) == row[2]);
+    if (row[0] == L"number") {
+      CHECK(util::ToSignedDecimal(util::ParseDecimal<int32_t>(text)) == row[2]);
+      CHECK(util::ToSignedDecimal(util::ParseDecimal<int64_t>(text)) == row[3]);
+    }
   }
-}
-
-TEST_CASE("numbers are written in full at both ends of their range") {
-  CHECK(util::ToDecimal(0) == L"0");
   CHECK(util::ToDecimal(UINT64_MAX) == L"18446744073709551615");
-  CHECK(util::ToSignedDecimal(-1) == L"-1");
-  CHECK(util::ToSignedDecimal(INT64_MIN) == L"-9223372036854775808");
-  CHECK(util::ToSignedDecimal(INT64_MAX) == L"9223372036854775807");
 }
 
-TEST_CASE("text goes to the ANSI code page and back whole") {
-  CHECK(util::ToAnsi(L"").empty());
-  CHECK(util::ToWide("").empty());
-  const std::wstring with_null(L"a\0b", 3);
-  CHECK(util::ToAnsi(with_null) == std::string("a\0b", 3));
-  CHECK(util::ToWide(util::ToAnsi(with_null)) == with_null);
-  const std::wstring long_text(5000, L'x');
-  CHECK(util::ToWide(util::ToAnsi(long_text)) == long_text);
-}
-
-TEST_CASE("only A to Z are folded") {
-  CHECK(util::FoldAscii(L'A') == L'a');
-  CHECK(util::FoldAscii(L'Z') == L'z');
-  for (const wchar_t letter : {L'@', L'[', L'a', L'0', L'\u00C4', L'\u0130'}) {
-    CHECK(util::FoldAscii(letter) == letter);
-  }
+TEST_CASE("the second byte of a character is no delimiter") {
+  constexpr UINT kJapanese = 932;
+  // "\x95\x5C" is one character there, and "\x83\x5B" and "\x83\x5D" are two more.
+  const std::string text = "C:\\\x95\\x[\x83[\x83]]\\\x95\\";
+  CHECK(util::FindMark(text, "[", 0, kJapanese) == 6);
+  CHECK(util::FindMark(text, "]", 0, kJapanese) == 11);
+  CHECK(util::FindLastMark(text, "\\", kJapanese) == 12);
+  CHECK(util::FindLastMark(text, "\\") == text.size() - 1);
+  CHECK(util::NextLetter(text, 3, kJapanese) == 5);
+  CHECK(util::FindMark("\x95", "\\", 0, kJapanese) == util::kNoMark);
+  CHECK(util::FindMark("abc", "c", 7) == util::kNoMark);
 }

@@ -2,45 +2,43 @@
 
 #include <doctest.h>
 
-#include <vector>
+#include <string>
 
 namespace {
 
-std::vector<int> g_closed;
+std::string g_closed;
 
-struct NumberTraits {
-  using Handle = int;
-  static Handle Invalid() { return -1; }
-  static bool IsValid(Handle handle) { return handle != -1; }
+struct LetterTraits {
+  using Handle = char;
+  static Handle Invalid() { return '-'; }
+  static bool IsValid(Handle handle) { return handle != '-'; }
   static void Close(Handle handle) {
-    g_closed.push_back(handle);
+    g_closed += handle;
     ::SetLastError(ERROR_INVALID_HANDLE);
   }
 };
-using Number = util::UniqueHandle<NumberTraits>;
+using Letter = util::UniqueHandle<LetterTraits>;
 
 }  // namespace
 
 TEST_CASE("a handle is closed exactly once and the last error survives it") {
-  using Closed = std::vector<int>;
-  g_closed.clear();
   ::SetLastError(ERROR_DISK_FULL);
   {
-    Number first(1);
-    Number second(std::move(first));
+    Letter first('1');
+    Letter second(std::move(first));
     CHECK_FALSE(first);
-    CHECK(second.Get() == 1);
-    Number third(3);
+    CHECK(second.Get() == '1');
+    Letter third('3');
     third = std::move(second);
-    CHECK(g_closed == Closed{3});
-    *third.Receive() = 4;
-    CHECK(g_closed == Closed{3, 1});
-    CHECK(third.Release() == 4);
+    CHECK(g_closed == "3");
+    *third.Receive() = '4';
+    CHECK(g_closed == "31");
+    CHECK(third.Release() == '4');
     CHECK_FALSE(third);
-    third.Reset(0);  // A handle like any other.
+    third.Reset('\0');  // A handle like any other.
     CHECK(third);
-    const Number empty;
+    const Letter empty;
   }
-  CHECK(g_closed == Closed{3, 1, 0});
+  CHECK(g_closed == std::string("31\0", 3));
   CHECK(::GetLastError() == ERROR_DISK_FULL);
 }
