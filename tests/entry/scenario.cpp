@@ -10,12 +10,14 @@
 #include <vector>
 
 #include "support/data_rows.h"
+#include "support/fault_server.h"
 #include "support/installed_product.h"
 #include "support/pipe_client.h"
 #include "support/run_value.h"
 #include "support/setup_program.h"
 #include "support/worker.h"
 #include "util/ansi_text.h"
+#include "util/error_text.h"
 #include "util/files.h"
 #include "util/md5.h"
 #include "util/os_family.h"
@@ -38,14 +40,15 @@ struct Step {
 
 struct Case {
   std::wstring name;
+  std::wstring family;  // Empty means both.
   std::vector<Step> steps;
 };
 
 const std::set<std::wstring> kPackageWords = {L"row",      L"search",  L"find",   L"sql",
-                                              L"property", L"feature", L"install"};
+                                              L"property", L"feature", L"stream", L"install"};
 const std::set<std::wstring> kFileWords = {L"file", L"folder", L"setup", L"readonly"};
-const std::set<std::wstring> kOtherWords = {L"only",  L"set",  L"state",   L"talk",   L"call",
-                                            L"check", L"left", L"content", L"command"};
+const std::set<std::wstring> kOtherWords = {L"set",  L"state",   L"talk",    L"call",   L"check",
+                                            L"left", L"content", L"command", L"ranges", L"word"};
 
 Texts SplitParts(const std::wstring& text) {
   Texts parts;
@@ -89,11 +92,13 @@ void List(const std::wstring& folder, const std::wstring& prefix, Texts* names) 
 }
 
 std::vector<Case> ReadCases(const char* file) {
-  std::vector<Case> cases = {{L"", {}}};
+  std::vector<Case> cases = {{}};
   for (const auto& [line, text] : ReadDataLines(file)) {
     const auto [word, rest] = SplitAt(text, L" ");
     if (word == L"case") {
-      cases.push_back({rest, {}});
+      cases.push_back({rest, {}, {}});
+    } else if (word == L"only") {
+      cases.back().family = rest;
     } else if (kPackageWords.contains(word) || kFileWords.contains(word) ||
                kOtherWords.contains(word)) {
       cases.back().steps.push_back({line, word, rest, {}});
@@ -118,10 +123,7 @@ class Runner {
  private:
   void RunCase(const Case& one) {
     const auto is_package = [](const Step& step) { return kPackageWords.contains(step.word); };
-    const auto is_other = [](const Step& step) {
-      return step.word == L"only" && (step.rest == L"newer") != util::IsNtFamily();
-    };
-    if (std::ranges::any_of(one.steps, is_other)) return;
+    if (!one.family.empty() && (one.family == L"newer") != util::IsNtFamily()) return;
     const bool own_package = one.name.empty() || std::ranges::any_of(one.steps, is_package);
     if (own_package || fixture_is_own_) fixture_.reset();
     const bool is_new = fixture_ == nullptr;
@@ -136,6 +138,7 @@ class Runner {
       fixture_->RenewFolder();
     }
     setups_.clear();
+    server_.reset();
     talk_.clear();
     for (const Step* step : InOrder(one)) {
       INFO(file_, ":", step->line, ": ", ToUtf8(one.name));
@@ -198,10 +201,22 @@ class Runner {
     return text;
   }
 
+  // Each case has a share of the server of its own, made when it is named first.
+  FaultServer& Server() const {
+    if (!server_) server_.emplace();
+    return *server_;
+  }
+
+  std::wstring ServerAddress() const {
+    const std::wstring url = util::ToWide(Server().Url("ok", "x"));
+    return url.substr(0, url.size() - 5);
+  }
+
   std::wstring Word(const std::wstring& word) const {
     const auto own = words_.find(word);
     if (own != words_.end()) return own->second;
     if (word == L"folder") return fixture_->folder().path();
+    if (word == L"server") return ServerAddress();
     if (word == L"package") return fixture_->package().path();
     if (word == L"code") return fixture_->package().product_code();
     if (word == L"pid") return util::ToDecimal(::GetCurrentProcessId());
@@ -217,6 +232,10 @@ class Runner {
       std::wstring digest = util::ToWide(util::ReadFileMd5(fixture_->folder() / rest).value_or(""));
       if (name == L"MD5") ::CharUpperW(digest.data());
       return digest;
+    }
+    if (name == L"error") {
+      const std::wstring text = util::ErrorText(util::ParseDecimal<uint32_t>(rest));
+      return text.substr(0, text.find_last_not_of(L"\r\n") + 1);
     }
     if (name == L"fit") {
       const auto [length, fixed] = SplitAt(rest, L" ");
@@ -263,6 +282,8 @@ class Runner {
       package.AddProperty(name, value);
     } else if (step.word == L"feature") {
       package.AddFeature(parts[0], util::ParseDecimal<int>(parts[1]), 0);
+    } else if (step.word == L"stream") {
+      package.AddStream(parts[0], L"Data", parts[1], parts[2]);
     } else if (step.word == L"sql") {
       package.Execute(rest);
     } else {
@@ -322,6 +343,10 @@ class Runner {
       const std::string expected = util::ToAnsi(value);
       CHECK((util::PathExists(folder / name) ? ReadWholeFile(folder / name) : "(none)") ==
             expected);
+    } else if (step.word == L"word") {
+      words_[name] = value;
+    } else if (step.word == L"ranges") {
+      CHECK(Server().Ranges() == util::ToAnsi(rest));
     } else if (step.word == L"command") {
       CHECK(ReadRunValue(fixture_->package().product_code()) == util::ToAnsi(rest));
     }
@@ -408,7 +433,7 @@ class Runner {
         std::wstring line = L"ran " + name + (run.arguments.empty() ? L"" : L" | " + run.arguments);
         if (run.hidden) line += L" (hidden)";
         if (!setup.path().ends_with(run.folder + setup.path().substr(setup.path().rfind(L'\\')))) {
-          line += L" (in " + run.folder + L")";
+          line += L" (elsewhere)";
         }
         runs.push_back(std::move(line));
       }
@@ -431,6 +456,7 @@ class Runner {
   bool fixture_is_own_ = false;  // Else the next case without a package of its own may use it.
   std::optional<InstalledProduct> product_;
   std::vector<Find> finds_;
+  mutable std::optional<FaultServer> server_;
   uint64_t sequence_ = 0;
   bool has_searches_ = false;
   std::vector<std::pair<std::wstring, SetupProgram>> setups_;

@@ -13,6 +13,8 @@ namespace {
 constexpr UINT kYesNoPrompt = INSTALLMESSAGE_WARNING | MB_YESNO | MB_SETFOREGROUND;
 constexpr UINT kRetryPrompt = INSTALLMESSAGE_ERROR | MB_RETRYCANCEL;
 
+constexpr wchar_t kAnyBar[] = L"bar *";
+
 struct Answer {
   const wchar_t* name;
   int value;
@@ -61,6 +63,7 @@ std::wstring Describe(const UiMessage& message) {
       break;
     case INSTALLMESSAGE_ERROR:
       if (fields == 2) return L"error " + message.Field(0);
+      if (fields == 3 && text.empty()) return L"failure " + message.Field(0);
       break;
     case INSTALLMESSAGE_INFO:
       if (fields == 2) return L"info " + message.Field(0);
@@ -109,17 +112,24 @@ UINT ActionFixture::Call(const std::string& action, const std::vector<std::wstri
 
 std::optional<int> ActionFixture::Note(const UiMessage& message,
                                        const std::vector<std::wstring>& script, DWORD thread) {
+  // What the installer itself says of an action that an export asks it to run.
+  if (message.Field(1) == L"QX_FindExeLzma") return std::nullopt;
   if (!registered_ && ReadRunValue(package_.product_code()) != kNoRunValue) {
     registered_ = true;
     trace_.push_back(L"registered");
   }
   if (::GetCurrentThreadId() != thread) trace_.push_back(L"from another thread:");
   std::wstring line = Describe(message);
+  line.erase(line.find_last_not_of(L"\r\n") + 1);  // The system's texts end their line.
   if (add_up_bars_ && line.starts_with(L"bar ") && !trace_.empty() &&
       trace_.back().starts_with(L"bar ")) {
     const int before = util::ParseDecimal<int>(trace_.back().substr(4));
     line = L"bar " + util::ToDecimal(before + util::ParseDecimal<int>(line.substr(4)));
     trace_.pop_back();
+  }
+  if (trace_.size() < script.size() && script[trace_.size()].starts_with(kAnyBar) &&
+      line.starts_with(L"bar ")) {
+    line = kAnyBar;
   }
   trace_.push_back(line);
   if (trace_.size() > script.size()) return std::nullopt;

@@ -17,6 +17,7 @@ namespace test {
 //   start ACTION | description | template     data NAME     reset      bar TICKS
 //   prompt NUMBER | argument  (Yes and No)    done NAME  (data whose second field is a blank)
 //   retry NUMBER | ...  (Retry and Cancel; "free" is what the drive has)    error TEXT    info TEXT
+//   failure TEXT  (an error of two fields, as downloads report it)
 // Any other begins with its type as a hexadecimal number, and tells how many fields it has.
 std::wstring Describe(const UiMessage& message);
 
@@ -39,8 +40,9 @@ class ActionFixture {
 
   // Calls an export and notes the messages as lines. In `script`, the trace that is expected, a
   // line may end with " -> yes", "no", "ok", "cancel" or "retry": when the message comes in that
-  // place, this is its answer. A line "registered" stands where the command for the next logon was
-  // there for the first time, and one of its own for every message that came from another thread.
+  // place, this is its answer. "bar *" stands for any number. A line "registered" stands where the
+  // command for the next logon was there for the first time, and one of its own for every message
+  // that came from another thread.
   UINT Call(const std::string& action, const std::vector<std::wstring>& script = {});
   // The lines of the last call, the answers given by the script with them.
   [[nodiscard]] const std::vector<std::wstring>& trace() const { return trace_; }

@@ -27,8 +27,8 @@ SetupProgram::SetupProgram(const TempFolder& folder, std::wstring_view name)
                       (L"\\\\?\\" + path_).c_str(), FALSE));
 }
 
-std::vector<SetupRun> SetupProgram::Runs() const {
-  const std::string bytes = ReadWholeFile(path_ + L".log");
+std::vector<SetupRun> ReadRuns(const std::wstring& log_path) {
+  const std::string bytes = ReadWholeFile(log_path);
   const std::wstring log(reinterpret_cast<const wchar_t*>(bytes.data()),
                          bytes.size() / sizeof(wchar_t));
   std::vector<SetupRun> runs;

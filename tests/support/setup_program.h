@@ -16,6 +16,9 @@ struct SetupRun {
   bool hidden = false;
 };
 
+// What a setup program logged in that file.
+std::vector<SetupRun> ReadRuns(const std::wstring& log_path);
+
 // A setup program in a test's folder that logs its runs; echo_program.cpp says what words on its
 // command line do.
 class SetupProgram {
@@ -24,7 +27,7 @@ class SetupProgram {
   SetupProgram(const TempFolder& folder, std::wstring_view name);
 
   [[nodiscard]] const std::wstring& path() const { return path_; }
-  [[nodiscard]] std::vector<SetupRun> Runs() const;
+  [[nodiscard]] std::vector<SetupRun> Runs() const { return ReadRuns(path_ + L".log"); }
   // Arguments of each run.
   [[nodiscard]] std::vector<std::wstring> Arguments() const;
 

@@ -1,5 +1,0 @@
-#include <doctest.h>
-
-#include "entry/scenario.h"
-
-TEST_CASE("verification") { test::RunScenarios("entry/verify.txt"); }
