@@ -27,11 +27,7 @@ struct Product {
     package.Execute(L"UPDATE `Property` SET `Value`='" + version +
                     L"' WHERE `Property`='ProductVersion'");
     package.AddProperty(L"UpgradeCode", upgrade);
-    package.AddRow(L"Component", {{L"Component", L"Wanted"},
-                                  {L"ComponentId", component},
-                                  {L"Directory_", L"TARGETDIR"},
-                                  {L"Attributes", L"0"}});
-    package.AddRow(L"FeatureComponents", {{L"Feature_", L"Main"}, {L"Component_", L"Wanted"}});
+    package.AddComponent(L"Wanted", component, L"Main");
     package.Close();
     installed.emplace(package);
   }

@@ -184,7 +184,7 @@ class BusySession {
       return test::ReadWholeFile(folder_ / L"down\\get.exe") == test::ServedContent(kServedBytes);
     }
     if (action == "ExtractPrereq") return rig_->Property(L"QX_PREREQFILES") == L"C:\\x";
-    if (action == "VerifyPrereq") return ui_.Prompts().size() == kMissing;
+    if (action == "VerifyPrereq") return ui_.Of(INSTALLMESSAGE_WARNING).size() == kMissing;
     if (action == "CleanPrereq") return !util::PathExists(folder_ / L"work\\sub");
     return setup_.Runs().size() == 1;
   }

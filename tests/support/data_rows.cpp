@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <string_view>
 
 #include "support/temp_folder.h"
 #include "util/text.h"
@@ -28,28 +29,15 @@ std::wstring Unescape(const std::wstring& text) {
       result += text[i];
       continue;
     }
-    switch (text[++i]) {
-      case L'n':
-        result += L'\n';
-        break;
-      case L'r':
-        result += L'\r';
-        break;
-      case L't':
-        result += L'\t';
-        break;
-      case L's':
-        result += L' ';
-        break;
-      case L'p':
-        result += L'|';
-        break;
-      case L'x':
-        result += static_cast<wchar_t>(std::wcstoul(text.substr(i + 1, 4).c_str(), nullptr, 16));
-        i += 4;
-        break;
-      default:
-        result += text[i];
+    const wchar_t letter = text[++i];
+    const size_t known = std::wstring_view(L"nrtsp").find(letter);
+    if (known != std::wstring_view::npos) {
+      result += L"\n\r\t |"[known];
+    } else if (letter == L'x') {
+      result += static_cast<wchar_t>(std::wcstoul(text.substr(i + 1, 4).c_str(), nullptr, 16));
+      i += 4;
+    } else {
+      result += letter;
     }
   }
   return result;

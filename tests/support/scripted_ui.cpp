@@ -31,35 +31,6 @@ std::vector<UiMessage> ScriptedUi::Of(INSTALLMESSAGE kind) const {
   return result;
 }
 
-std::vector<ScriptedUi::Prompt> ScriptedUi::Prompts() const {
-  std::vector<Prompt> prompts;
-  for (const UiMessage& message : messages_) {
-    const UINT kind = message.type & kKindMask;
-    if ((kind == INSTALLMESSAGE_ERROR || kind == INSTALLMESSAGE_WARNING) &&
-        !message.Field(1).empty()) {
-      prompts.push_back({std::stoi(message.Field(1)), message.Field(2)});
-    }
-  }
-  return prompts;
-}
-
-std::vector<std::wstring> ScriptedUi::ActionData() const {
-  std::vector<std::wstring> names;
-  for (const UiMessage& message : Of(INSTALLMESSAGE_ACTIONDATA)) {
-    names.push_back(message.Field(1) + (message.Field(2) == L" " ? L" done" : L""));
-  }
-  return names;
-}
-
-int ScriptedUi::ProgressTicks() const {
-  int ticks = -1;
-  for (const UiMessage& message : Of(INSTALLMESSAGE_PROGRESS)) {
-    if (message.Field(1) == L"0") ticks = 0;
-    if (message.Field(1) == L"2") ticks += std::stoi(message.Field(2));
-  }
-  return ticks;
-}
-
 int CALLBACK ScriptedUi::Handle(LPVOID context, UINT type, MSIHANDLE record) {
   auto* const ui = static_cast<ScriptedUi*>(context);
   UiMessage message;

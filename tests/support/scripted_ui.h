@@ -52,18 +52,6 @@ class ScriptedUi {
   [[nodiscard]] std::vector<UiMessage> Of(INSTALLMESSAGE kind) const;
   void Clear() { messages_.clear(); }
 
-  // Number and argument of each prompt that looked its text up in the `Error` table.
-  struct Prompt {
-    int number;
-    std::wstring argument;
-    bool operator==(const Prompt&) const = default;
-  };
-  [[nodiscard]] std::vector<Prompt> Prompts() const;
-  // First fields of the action-data messages; one that ends an item has " done" after it.
-  [[nodiscard]] std::vector<std::wstring> ActionData() const;
-  // Sum of the progress increments since the last reset; -1 when there was no reset.
-  [[nodiscard]] int ProgressTicks() const;
-
  private:
   static int CALLBACK Handle(LPVOID context, UINT type, MSIHANDLE record);
 

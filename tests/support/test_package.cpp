@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "support/data_rows.h"
 #include "util/text.h"
 
 namespace test {
@@ -14,47 +15,10 @@ namespace {
 
 constexpr wchar_t kKitTables[] = PREREQ_PACKAGE_DIR L"\\tables";
 
-// What costing and a small installation need beside the kit's tables.
-const wchar_t* const kTables[] = {
-    L"CREATE TABLE `Property` (`Property` CHAR(72) NOT NULL, `Value` LONGCHAR NOT NULL LOCALIZABLE "
-    L"PRIMARY KEY `Property`)",
-    L"CREATE TABLE `Directory` (`Directory` CHAR(72) NOT NULL, `Directory_Parent` CHAR(72), "
-    L"`DefaultDir` CHAR(255) NOT NULL LOCALIZABLE PRIMARY KEY `Directory`)",
-    L"CREATE TABLE `Feature` (`Feature` CHAR(38) NOT NULL, `Feature_Parent` CHAR(38), `Title` "
-    L"CHAR(64), `Description` CHAR(255), `Display` SHORT, `Level` SHORT NOT NULL, `Directory_` "
-    L"CHAR(72), `Attributes` SHORT NOT NULL PRIMARY KEY `Feature`)",
-    L"CREATE TABLE `Component` (`Component` CHAR(72) NOT NULL, `ComponentId` CHAR(38), "
-    L"`Directory_` "
-    L"CHAR(72) NOT NULL, `Attributes` SHORT NOT NULL, `Condition` CHAR(255), `KeyPath` CHAR(72) "
-    L"PRIMARY KEY `Component`)",
-    L"CREATE TABLE `FeatureComponents` (`Feature_` CHAR(38) NOT NULL, `Component_` CHAR(72) NOT "
-    L"NULL "
-    L"PRIMARY KEY `Feature_`, `Component_`)",
-    L"CREATE TABLE `File` (`File` CHAR(72) NOT NULL, `Component_` CHAR(72) NOT NULL, `FileName` "
-    L"CHAR(255) NOT NULL LOCALIZABLE, `FileSize` LONG NOT NULL, `Version` CHAR(72), `Language` "
-    L"CHAR(20), `Attributes` SHORT, `Sequence` SHORT NOT NULL PRIMARY KEY `File`)",
-    L"CREATE TABLE `Media` (`DiskId` SHORT NOT NULL, `LastSequence` SHORT NOT NULL, `DiskPrompt` "
-    L"CHAR(64), `Cabinet` CHAR(255), `VolumeLabel` CHAR(32), `Source` CHAR(72) PRIMARY KEY "
-    L"`DiskId`)",
-    L"CREATE TABLE `InstallExecuteSequence` (`Action` CHAR(72) NOT NULL, `Condition` CHAR(255), "
-    L"`Sequence` SHORT PRIMARY KEY `Action`)",
-};
-
-struct Action {
-  const wchar_t* name;
-  int sequence;
-};
-// Enough to leave the product and its features registered.
-constexpr Action kActions[] = {
-    {L"CostInitialize", 800},     {L"FileCost", 900},           {L"CostFinalize", 1000},
-    {L"InstallValidate", 1400},   {L"InstallInitialize", 1500}, {L"ProcessComponents", 1600},
-    {L"UnpublishFeatures", 1800}, {L"RegisterUser", 6000},      {L"RegisterProduct", 6100},
-    {L"PublishFeatures", 6300},   {L"PublishProduct", 6400},    {L"InstallFinalize", 6600},
-};
-
 // Of the tables that rows are added to.
-constexpr std::wstring_view kNumberColumns[] = {L"Location", L"Sequence", L"Order", L"Type",
-                                                L"Platform"};
+constexpr std::wstring_view kNumberColumns[] = {L"Location", L"Sequence", L"Order",
+                                                L"Type",     L"Platform", L"Display",
+                                                L"Level",    L"FileSize", L"Attributes"};
 
 std::wstring Quoted(const std::wstring& text) { return L"'" + text + L"'"; }
 std::wstring Number(int value) { return util::ToSignedDecimal(value); }
@@ -89,22 +53,11 @@ TestPackage::TestPackage() : product_code_(NewGuid()) {
   REQUIRE(::MsiOpenDatabaseW(path().c_str(), MSIDBOPEN_CREATE, database_.Receive()) ==
           ERROR_SUCCESS);
   SetSummary(database_.Get());
-  for (const wchar_t* table : kTables) Execute(table);
-  for (const Action& action : kActions) {
-    Execute(L"INSERT INTO `InstallExecuteSequence` (`Action`,`Sequence`) VALUES (" +
-            Quoted(action.name) + L"," + Number(action.sequence) + L")");
-  }
+  for (const DataLine& statement : ReadDataLines("support/package.txt")) Execute(statement.text);
   Import(kKitTables, L"QX_PreRequisite.idt");
   Import(kKitTables, L"Error.idt");
   Import(kKitTables, L"ActionText.idt");
   AddProperty(L"ProductCode", product_code_);
-  AddProperty(L"ProductName", L"Test product");
-  AddProperty(L"ProductVersion", L"1.0.0");
-  AddProperty(L"ProductLanguage", L"1033");
-  AddProperty(L"Manufacturer", L"Test");
-  Execute(
-      L"INSERT INTO `Directory` (`Directory`,`Directory_Parent`,`DefaultDir`) VALUES "
-      L"('TARGETDIR','','SourceDir')");
   AddFeature(L"Main", 1, 0);
 }
 
@@ -138,29 +91,35 @@ void TestPackage::AddRow(const std::wstring& table, const Cells& cells) {
 }
 
 void TestPackage::AddProperty(const std::wstring& name, const std::wstring& value) {
-  Execute(L"INSERT INTO `Property` (`Property`,`Value`) VALUES (" + Quoted(name) + L"," +
-          Quoted(value) + L")");
+  AddRow(L"Property", {{L"Property", name}, {L"Value", value}});
 }
 
 void TestPackage::AddFeature(const std::wstring& name, int level, int file_bytes,
                              const std::wstring& parent) {
-  Execute(
-      L"INSERT INTO `Feature` (`Feature`,`Feature_Parent`,`Display`,`Level`,`Directory_`,"
-      L"`Attributes`) VALUES (" +
-      Quoted(name) + L"," + Quoted(parent) + L",1," + Number(level) + L",'TARGETDIR',0)");
-  Execute(
-      L"INSERT INTO `Component` (`Component`,`ComponentId`,`Directory_`,`Attributes`,`KeyPath`) "
-      L"VALUES (" +
-      Quoted(name) + L"," + Quoted(NewGuid()) + L",'TARGETDIR',0,'')");
-  Execute(L"INSERT INTO `FeatureComponents` (`Feature_`,`Component_`) VALUES (" + Quoted(name) +
-          L"," + Quoted(name) + L")");
+  AddRow(L"Feature", {{L"Feature", name},
+                      {L"Feature_Parent", parent},
+                      {L"Display", L"1"},
+                      {L"Level", Number(level)},
+                      {L"Directory_", L"TARGETDIR"},
+                      {L"Attributes", L"0"}});
+  AddComponent(name, NewGuid(), name);
   if (file_bytes > 0) {
-    Execute(
-        L"INSERT INTO `File` (`File`,`Component_`,`FileName`,`FileSize`,`Attributes`,`Sequence`) "
-        L"VALUES (" +
-        Quoted(name) + L"," + Quoted(name) + L"," + Quoted(name + L".dat") + L"," +
-        Number(file_bytes) + L",8192,1)");
+    AddRow(L"File", {{L"File", name},
+                     {L"Component_", name},
+                     {L"FileName", name + L".dat"},
+                     {L"FileSize", Number(file_bytes)},
+                     {L"Attributes", L"8192"},
+                     {L"Sequence", L"1"}});
   }
+}
+
+void TestPackage::AddComponent(const std::wstring& name, const std::wstring& code,
+                               const std::wstring& feature) {
+  AddRow(L"Component", {{L"Component", name},
+                        {L"ComponentId", code},
+                        {L"Directory_", L"TARGETDIR"},
+                        {L"Attributes", L"0"}});
+  AddRow(L"FeatureComponents", {{L"Feature_", feature}, {L"Component_", name}});
 }
 
 void TestPackage::Execute(const std::wstring& sql) {

@@ -41,6 +41,8 @@ class TestPackage {
   // A feature with a component that holds one file of that size. Level 0 disables it.
   void AddFeature(const std::wstring& name, int level, int file_bytes,
                   const std::wstring& parent = {});
+  void AddComponent(const std::wstring& name, const std::wstring& code,
+                    const std::wstring& feature);
   // Runs one statement of SQL that must succeed.
   void Execute(const std::wstring& sql);
   // One row with a stream in column `column` and a name in column `Name`.
