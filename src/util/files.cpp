@@ -46,6 +46,11 @@ UniqueFile OpenForReading(const std::wstring& path) {
   return Open(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
 }
 
+UniqueFile OpenAndHold(const std::wstring& path) {
+  // Reading is shared: the loader reads what it starts.
+  return Open(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+}
+
 UniqueFile CreateForWriting(const std::wstring& path) {
   return Open(path, GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS);
 }

@@ -24,6 +24,10 @@ bool FileExists(const std::wstring& path);
 // GetLastError(), when that fails.
 UniqueFile OpenForReading(const std::wstring& path);
 
+// Opens for reading; until it is closed nobody can write, rename or delete the file. Fails where
+// somebody who may write has it open already. Empty on failure, as above.
+UniqueFile OpenAndHold(const std::wstring& path);
+
 // Opens for writing, in place of any existing file; others may read. Empty on failure, as above.
 UniqueFile CreateForWriting(const std::wstring& path);
 

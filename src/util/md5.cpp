@@ -115,17 +115,20 @@ std::string Md5::Finish() {
   return digits;
 }
 
-std::optional<std::string> ReadFileMd5(const std::wstring& path) {
-  const UniqueFile file = OpenForReading(path);
-  if (!file) return std::nullopt;
+std::optional<std::string> ReadFileMd5(HANDLE file) {
   Md5 md5;
   std::vector<unsigned char> buffer(kReadBytes);
   for (;;) {
     DWORD read = 0;
-    if (!::ReadFile(file.Get(), buffer.data(), kReadBytes, &read, nullptr)) return std::nullopt;
+    if (!::ReadFile(file, buffer.data(), kReadBytes, &read, nullptr)) return std::nullopt;
     if (read == 0) return md5.Finish();
     md5.Update(buffer.data(), read);
   }
+}
+
+std::optional<std::string> ReadFileMd5(const std::wstring& path) {
+  const UniqueFile file = OpenForReading(path);
+  return file ? ReadFileMd5(file.Get()) : std::nullopt;
 }
 
 }  // namespace util

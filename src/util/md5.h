@@ -1,6 +1,8 @@
 #ifndef UTIL_MD5_H_
 #define UTIL_MD5_H_
 
+#include <windows.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -22,7 +24,9 @@ class Md5 {
   unsigned char pending_[64];  // The total modulo 64 says how many of these are in use.
 };
 
-// The digest of a whole file; nothing when it cannot be read to its end.
+// The digest of a whole file, of an open one from where it stands; nothing when it cannot be read
+// to its end.
+[[nodiscard]] std::optional<std::string> ReadFileMd5(HANDLE file);
 [[nodiscard]] std::optional<std::string> ReadFileMd5(const std::wstring& path);
 
 }  // namespace util

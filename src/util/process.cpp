@@ -3,10 +3,10 @@
 #include <shellapi.h>
 
 #include <iterator>
+#include <utility>
 
 #include "util/os_family.h"
 #include "util/text.h"
-#include "util/unique_handle.h"
 
 namespace util {
 namespace {
@@ -29,19 +29,16 @@ struct Shell<std::string> {
   static bool Execute(Info* info) { return ::ShellExecuteExA(info) != FALSE; }
 };
 
-// With `wait`, waits for the program's end and stores its exit code where one is asked for.
+// With `process`, gives what was started.
 template <typename Text>
-bool Run(typename Shell<Text>::Info info, bool hidden, bool wait, DWORD* exit_code) {
+bool Run(typename Shell<Text>::Info info, bool hidden, UniqueKernelHandle* process) {
   info.cbSize = sizeof(info);
   // The shell's own error boxes stay away: whoever asked for the start reports the failure.
   info.fMask |= SEE_MASK_FLAG_NO_UI;
   info.nShow = hidden ? SW_HIDE : SW_SHOWNORMAL;
   if (!Shell<Text>::Execute(&info)) return false;
-
-  const UniqueKernelHandle process(info.hProcess);
-  if (!wait || !process) return true;
-  ::WaitForSingleObject(process.Get(), INFINITE);
-  if (exit_code != nullptr) ::GetExitCodeProcess(process.Get(), exit_code);
+  UniqueKernelHandle started(info.hProcess);
+  if (process != nullptr) *process = std::move(started);
   return true;
 }
 
@@ -53,17 +50,35 @@ std::wstring FolderOf(const std::wstring& file) {
 }
 
 template <typename Text>
-bool Launch(const Text& file, const Text& folder, const Text& arguments, DWORD* exit_code,
-            bool hidden) {
+bool Launch(const Text& file, const Text& folder, const Text& arguments, bool hidden,
+            UniqueKernelHandle* process) {
   constexpr auto& kPrefix = Shell<Text>::kLongPathPrefix;
-  const bool wait = exit_code != nullptr;
   typename Shell<Text>::Info info = {};
-  info.fMask = wait ? SEE_MASK_NOCLOSEPROCESS : 0;
+  info.fMask = process != nullptr ? SEE_MASK_NOCLOSEPROCESS : 0;
   info.lpVerb = Shell<Text>::kOpen;
   info.lpFile = file.c_str() + (file.starts_with(kPrefix) ? std::size(kPrefix) - 1 : 0);
   info.lpParameters = arguments.empty() ? nullptr : arguments.c_str();
   info.lpDirectory = folder.c_str();
-  return Run<Text>(info, hidden, wait, exit_code);
+  return Run<Text>(info, hidden, process);
+}
+
+bool Launch(const std::wstring& file, const std::wstring& arguments, bool hidden,
+            UniqueKernelHandle* process) {
+  if (IsNtFamily()) return Launch(file, FolderOf(file), arguments, hidden, process);
+  return Launch(ToAnsi(file), ToAnsi(FolderOf(file)), ToAnsi(arguments), hidden, process);
+}
+
+bool Launch(const std::string& file, const std::string& arguments, bool hidden,
+            UniqueKernelHandle* process) {
+  return Launch(file, ToAnsi(FolderOf(ToWide(file))), arguments, hidden, process);
+}
+
+template <typename Text>
+bool LaunchAndWait(const Text& file, const Text& arguments, DWORD* exit_code, bool hidden) {
+  UniqueKernelHandle process;
+  if (!Launch(file, arguments, hidden, exit_code != nullptr ? &process : nullptr)) return false;
+  WaitForExit(process.Get(), exit_code);
+  return true;
 }
 
 template <typename Text>
@@ -72,7 +87,10 @@ bool Start(const Text& file, const Text& arguments, bool wait) {
   info.fMask = SEE_MASK_NOCLOSEPROCESS;
   info.lpFile = file.c_str();
   info.lpParameters = arguments.c_str();
-  return Run<Text>(info, /*hidden=*/true, wait, nullptr);
+  UniqueKernelHandle process;
+  if (!Run<Text>(info, /*hidden=*/true, &process)) return false;
+  if (wait) WaitForExit(process.Get(), nullptr);
+  return true;
 }
 
 bool NeedsQuotes(const std::wstring& item) {
@@ -83,13 +101,23 @@ bool NeedsQuotes(const std::wstring& item) {
 
 bool LaunchProgram(const std::wstring& file, const std::wstring& arguments, DWORD* exit_code,
                    bool hidden) {
-  if (IsNtFamily()) return Launch(file, FolderOf(file), arguments, exit_code, hidden);
-  return Launch(ToAnsi(file), ToAnsi(FolderOf(file)), ToAnsi(arguments), exit_code, hidden);
+  return LaunchAndWait(file, arguments, exit_code, hidden);
 }
 
 bool LaunchProgram(const std::string& file, const std::string& arguments, DWORD* exit_code,
                    bool hidden) {
-  return Launch(file, ToAnsi(FolderOf(ToWide(file))), arguments, exit_code, hidden);
+  return LaunchAndWait(file, arguments, exit_code, hidden);
+}
+
+bool StartProgram(const std::wstring& file, const std::wstring& arguments, bool hidden,
+                  UniqueKernelHandle* process) {
+  return Launch(file, arguments, hidden, process);
+}
+
+void WaitForExit(HANDLE process, DWORD* exit_code) {
+  if (process == nullptr) return;
+  ::WaitForSingleObject(process, INFINITE);
+  if (exit_code != nullptr) ::GetExitCodeProcess(process, exit_code);
 }
 
 bool StartHidden(const std::wstring& file, const std::wstring& arguments, bool wait) {

@@ -6,8 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "util/unique_handle.h"
+
 // Starting other programs through the shell. Nothing is shown on failure: the answer is false and
-// GetLastError() holds the reason. Process handles are closed before the call returns.
+// GetLastError() holds the reason. Process handles are closed before the call returns, but for the
+// one that StartProgram() gives away.
 namespace util {
 
 // Starts `file` (a leading "\\?\" is left off) with the verb "open" in its own folder. With
@@ -19,6 +22,14 @@ namespace util {
                                  DWORD* exit_code, bool hidden);
 [[nodiscard]] bool LaunchProgram(const std::string& file, const std::string& arguments,
                                  DWORD* exit_code, bool hidden);
+
+// The first half of LaunchProgram(): `process`, the caller's own, is what was started, and stays
+// empty when the shell gives no process.
+[[nodiscard]] bool StartProgram(const std::wstring& file, const std::wstring& arguments,
+                                bool hidden, UniqueKernelHandle* process);
+// The second half: waits, without a time limit, for the end of `process`, which is borrowed and may
+// be null, and stores its code, which stays as it was when there is none.
+void WaitForExit(HANDLE process, DWORD* exit_code);
 
 // Starts `file` hidden, with the default verb and no folder of its own; `wait` waits for its end
 // without a time limit. The wide form calls the wide shell function on every system, the narrow
