@@ -30,7 +30,7 @@ find({ no_chdir => 1, preprocess => sub { grep { !/^(build|\.git)$/ } @_ }, want
   return unless -f;
   my $file = s{^\./}{}r;
   push @docs, $file if $file =~ /\.md$/;
-  push @sources, $file if $file =~ m{^(src|package)/} && -T $file && $file !~ /\.md$/;
+  push @sources, $file if $file =~ m{^(src|package|tools)/} && -T $file && $file !~ /\.md$/;
 } }, '.');
 
 # The anchors that a reader's page gives its headings.
@@ -127,7 +127,8 @@ my @exports = slurp('src/entry/prereq.def') =~ /^  (\w+)/mg;
 my @actions = (idt('CustomAction'))[3 .. (() = idt('CustomAction')) - 1];
 same('export', 'the module definition', \@exports, 'the README',
   [map { codes($_->[0]) } rows(section('README.md', 'Exports'))]);
-same('export of an action', 'the kit', [map { "$_->[3] $_->[0]" } @actions], 'the README', [map {
+same('export of an action', 'the kit',
+  [map { "$_->[3] $_->[0]" } grep { $_->[2] eq 'Prereq.dll' } @actions], 'the README', [map {
   my ($export) = codes($_->[0]);
   map { "$export $_" } codes($_->[2]);
 } grep { $_->[0] =~ /`/ } rows(section('README.md', 'Exports'))]);
@@ -158,7 +159,7 @@ my $code = join "\n", map { slurp($_) } @sources;
 my $library = join "\n", map { slurp($_) } grep { m{^src/} } @sources;
 for my $doc (@docs) {
   for my $name (unique($text{$doc} =~ /\b(QX[A-Z_]\w*)/g)) {
-    complain("$doc: neither src nor package knows $name") unless $code =~ /\b$name\b/;
+    complain("$doc: neither src, package nor tools know $name") unless $code =~ /\b$name\b/;
   }
 }
 for my $name (unique($library =~ /"(QX[A-Z_]\w*)/g, $library =~ /Property\(L"(\w+)"/g)) {

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the sample package from the kit's tables and its own:
+# Builds the sample package from its tables and has prereqkit put the prerequisites in:
 #   build.sh <folder of the built programs> <output folder> [http address [dropping address [ftp address]]]
 # The addresses are where the downloaded setups are served from, without a slash at their end.
 # The output folder then holds sample.msi with the setup programs that lie beside it, and codec.msi, the
@@ -19,15 +19,7 @@ ftp=${5:-ftp://127.0.0.1}
 work=$out/work
 mkdir -p "$work/Binary"
 
-# One text table of each name, the sample's rows and the kit's together.
-for name in $(cd "$here/tables" && ls -- *.idt; cd "$kit/tables" && ls -- *.idt); do
-  [ -e "$work/$name" ] && continue
-  parts=()
-  for folder in "$here/tables" "$kit/tables"; do
-    [ ! -e "$folder/$name" ] || parts+=("$folder/$name")
-  done
-  "$kit/merge_table.sh" "${parts[@]}" >"$work/$name"
-done
+cp "$here"/tables/*.idt "$work"
 
 property() { awk -F '\t' -v name="$2" '$1 == name {sub(/\r$/, ""); print $2}' "$1"; }
 
@@ -40,21 +32,11 @@ done
 # A setup of some size, so that unpacking it takes a while.
 head -c $((16 << 20)) /dev/urandom >>"$out/ToolsSetup.exe"
 
-# fill_in <prefix> <file>: its size and digest in the place of @<prefix>_SIZE@ and @<prefix>_MD5@.
-fill_in() {
-  sed -i "s/@$1_SIZE@/$(stat -c %s "$2")/; s/@$1_MD5@/$(md5sum "$2" | cut -d ' ' -f 1)/" \
-    "$work/QX_PreRequisite.idt"
-}
-fill_in SETUP "$programs/sample_setup.exe"
-fill_in TOOLS "$out/ToolsSetup.exe"
-sed -i "s,@HTTP@,$http,; s,@DROP@,$drop,; s,@FTP@,$ftp," "$work/QX_PreRequisite.idt"
-
 cp "$here/product/readme.txt" "$work/ReadMe"
 (cd "$work" && gcab -c -z product.cab ReadMe)
-cp "$programs/Prereq.dll" "$here"/artwork/* "$work/Binary"
+cp "$here"/artwork/* "$work/Binary"
 
 codec=$here/codec/Property.idt
-sed -i "s/@CODEC_UPGRADE_CODE@/$(property "$codec" UpgradeCode)/" "$work/QX_AppSearchEx.idt"
 
 # make_package <file> <product name> <package code> <table...>
 make_package() {
@@ -65,6 +47,24 @@ make_package() {
 cd "$work"
 make_package "$out/sample.msi" "Sample Product" "{F7C1A2B3-5D4E-4A6F-8B90-1C2D3E4F5A6B}" ./*.idt
 msibuild "$out/sample.msi" -a product.cab product.cab
+
+# require <id> <what prereqkit takes...>: puts the prerequisite into the sample.
+require() {
+  local text
+  text=$(cd "$out" && "$kit/../scripts/wine.sh" "$programs/prereqkit.exe" require sample.msi "$1Setup.exe" --id "$1" \
+    --property "SAMPLE_${1^^}" "${@:2}") || { echo "$text"; exit 1; }
+}
+registry='HKLM\Software\Sample Maker\Prerequisites'
+require Runtime --name "Sample Runtime 2.1" --run 'name=Runtime version=2.1 for="[ProductName]"' \
+  --url "$http/slow/RuntimeSetup.exe" --find "$registry\\Runtime\\Version" --at-least 2.0
+require Driver --name "Sample Driver 1.4" --run 'name=Driver version=1.4 exit=1641 restart=[SAMPLE_RESTART]' \
+  --url "$drop/DriverSetup.exe" --find "$registry\\Driver\\Version"
+require Tools --name "Sample Tools 4.0" --run 'name=Tools version=4.0' --inside \
+  --find-file '[ProgramFilesFolder]Sample Prerequisites\Tools.exe' --at-least 4.0
+require Codec --name "Sample Codec 1.0" --run 'name=Codec version=1.0' --inside \
+  --find-related "$(property "$codec" UpgradeCode)" --at-least 1.0 --at-most 1.9
+require Extras --name "Sample Extras 3.0" --run 'name=Extras version=3.0 exit=3010' --after-product \
+  --url "$ftp/ExtrasSetup.exe" --find "$registry\\Extras\\Version" --at-least 3.0
 
 # A prerequisite that is a package itself, to be found by its upgrade code.
 mkdir codec
