@@ -15,6 +15,7 @@ packages=(
   xvfb fonts-wine                         # a display for the sample's dialogs
   x11-apps x11-utils netpbm               # pictures of it
   msitools gcab                           # make the sample package from text tables
+  wixl                                    # makes packages that prereqkit is tested with
   clang-format                            # the layout check
   perl                                    # the demo's narrator and the servers' set-up
 )

@@ -110,8 +110,7 @@ bool WorkingCopy::Compact() {
   if (SUCCEEDED(result)) result = to->Commit(STGC_DEFAULT);
   if (to != nullptr) to->Release();
   if (from != nullptr) from->Release();
-  if (SUCCEEDED(result) &&
-      ::MoveFileExW(fresh.c_str(), path_.c_str(), MOVEFILE_REPLACE_EXISTING)) {
+  if (SUCCEEDED(result) && ::MoveFileExW(fresh.c_str(), path_.c_str(), MOVEFILE_REPLACE_EXISTING)) {
     return true;
   }
   failure_ = L"the package cannot be written";

@@ -14,7 +14,9 @@ passed=0 failed=0
 
 wine() { timeout 120 "$root/scripts/wine.sh" "$@"; }
 kit() { wine "$programs/prereqkit.exe" "$@" | tr -d '\r' >>kit.log || { tail -n 3 kit.log; exit 1; }; }
-drive=$root/build/wine/drive_c
+# The machine of the demonstrations.
+export PREREQ_WINEPREFIX=$root/build/demo-wine
+drive=$PREREQ_WINEPREFIX/drive_c
 temp=$drive/users/$(id -un)/Temp
 setups=$temp/sample-setups.log
 
