@@ -346,7 +346,7 @@ class Runner {
     } else if (step.word == L"word") {
       words_[name] = value;
     } else if (step.word == L"ranges") {
-      CHECK(Server().Ranges() == util::ToAnsi(rest));
+      CHECK(Server().Asked() == util::ToAnsi(rest));
     } else if (step.word == L"command") {
       CHECK(ReadRunValue(fixture_->package().product_code()) == util::ToAnsi(rest));
     }

@@ -29,7 +29,7 @@ FTP   missing       550                        nosize    SIZE is not known
 Questions, by GET: /log?id=I has a line for every request of an id: for HTTP "method range status
 announced sent", for FTP the commands; /heads?id=I the requests as they came; /wait?id=I&count=N
 says "ended" when N replies have come to an end or a stall (after 20 s "waiting"); /closed a port that
-refuses connections; /open?port=P&after=MS serves there; /clear?id=I forgets.
+refuses connections; /open?port=P&after=MS serves there, /open on a new port that it tells; /clear?id=I forgets.
 """
 
 import base64
@@ -119,12 +119,15 @@ class Address:
 def note(identity, line):
     with changed:
         log[identity].append(line)
-        print(identity, line, file=requests_file, flush=True)
+        return len(log[identity]) - 1
 
 
-def note_end(identity):
+def note_end(identity, place=None, sent=0):
     with changed:
         ended[identity] += 1
+        if place is not None and place < len(log[identity]):
+            log[identity][place] += f" {sent}"
+            print(identity, log[identity][place], file=requests_file, flush=True)
         changed.notify_all()
 
 
@@ -210,7 +213,8 @@ class Http(Handler):
             begin, end = 0, 0 if status in (302, 304, 416) and "body" not in words else len(address.content)
         announced = words.get("length", str(end - begin))
         silent = "hang" in words or "drop" in words
-        sent = 0
+        sent, asked = 0, "-" if asked is None else asked
+        place = note(address.id, f"{method} {asked} {0 if silent else status} {announced}")
         if not silent:
             length = f"Content-Length: {announced}\r\n" if announced != "none" else ""
             lines = "".join(f"{line}\r\n" for line in extra)
@@ -220,9 +224,7 @@ class Http(Handler):
             if not silent and method != "HEAD":
                 sent = send_content(self.connection, address, begin, end)
         finally:
-            place = "-" if asked is None else asked
-            note(address.id, f"{method} {place} {0 if silent else status} {announced} {sent}")
-            note_end(address.id)
+            note_end(address.id, place, sent)
         if "hang" in words or "stall" in words:
             wait_for_end(self.connection)
         elif "reset" in words:
@@ -252,6 +254,8 @@ def answer(question, values):
         listener.bind(("127.0.0.1", 0))
         closed[listener.getsockname()[1]] = listener
         return 200, str(listener.getsockname()[1])
+    if "port" not in values:
+        return 200, str(serve(Http))
     listener = closed.pop(int(values["port"]))
     threading.Timer(int(values.get("after", 0)) / 1000, serve, (Http, listener)).start()
     return 200, ""
@@ -272,13 +276,12 @@ class Ftp(Handler):
             commands.append(line.strip())
             if verb == "CWD":
                 folder += "/" + argument
-            if verb in ("RETR", "SIZE", "LIST", "NLST") and argument:
+            if verb in ("RETR", "SIZE"):
                 path = argument if argument.startswith("/") else f"{folder}/{argument}"
                 address = Address(path, count=verb == "RETR")
                 identity = address.id
             if identity is not None:
-                while commands:
-                    note(identity, commands.pop(0))
+                places = [note(identity, commands.pop(0)) for _ in range(len(commands))]
             if verb == "USER":
                 user = argument
                 self.say("331 password please")
@@ -302,8 +305,8 @@ class Ftp(Handler):
                 self.say("150 coming")
                 with passive, passive.accept()[0] as data:
                     if verb == "RETR":
-                        send_content(data, address, 0, len(address.content))
-                        note_end(identity)
+                        sent = send_content(data, address, 0, len(address.content))
+                        note_end(identity, places[-1], sent)
                         if "stall" in address.words:
                             return wait_for_end(self.connection)
                 self.say("226 done")

@@ -19,8 +19,9 @@ FaultServer::FaultServer() {
         std::to_string(++made);
 }
 
-std::string FaultServer::Url(const std::string& steps, const std::string& name) const {
-  return "http://127.0.0.1:" + Port("http") + "/" + id_ + "/" + steps + "/" + name;
+std::string FaultServer::Url(const std::string& steps, const std::string& name,
+                             const std::string& port) const {
+  return "http://127.0.0.1:" + port + "/" + id_ + "/" + steps + "/" + name;
 }
 
 std::string FaultServer::FtpUrl(const std::string& steps, const std::string& login) const {
@@ -35,13 +36,17 @@ std::vector<std::string> FaultServer::Log() const {
   return lines;
 }
 
-std::string FaultServer::Ranges() const {
-  std::string ranges;
+std::string FaultServer::Asked() const {
+  std::string asked;
   for (const std::string& line : Log()) {
-    const size_t begin = line.find(' ');
-    ranges += line.substr(begin, line.find(' ', begin + 1) - begin);
+    std::istringstream words(line);
+    std::string verb, range;
+    words >> verb >> range;
+    if (verb == "REST" || verb == "RETR" || verb == "LIST") range = verb;
+    const bool counts = verb == "GET" || range == verb;
+    if (counts) asked += (asked.empty() ? "" : " ") + range;
   }
-  return ranges.empty() ? ranges : ranges.substr(1);
+  return asked;
 }
 
 void FaultServer::AwaitReplies(int count) const {

@@ -12,16 +12,18 @@ class FaultServer {
  public:
   FaultServer();
 
-  // What comes at an address goes wrong as `steps` say.
-  [[nodiscard]] std::string Url(const std::string& steps,
-                                const std::string& name = "setup.exe") const;
+  // What comes at an address goes wrong as `steps` say. A port of one's own meets no login that the
+  // internet library remembers.
+  [[nodiscard]] std::string Url(const std::string& steps, const std::string& name = "setup.exe",
+                                const std::string& port = Port("http")) const;
   // `login` is "user:password@". With one, only "me" with password "secret" is let in.
   [[nodiscard]] std::string FtpUrl(const std::string& steps, const std::string& login = {}) const;
 
   // A line for every request so far: "method range status announced sent", or an FTP command.
   [[nodiscard]] std::vector<std::string> Log() const;
-  // The ranges that were asked for: "- 60000" for a request without one and one from 60000 on.
-  [[nodiscard]] std::string Ranges() const;
+  // What was asked for: "- 60000" for a request without a range and one from 60000 on, "RETR" and
+  // other commands that move data.
+  [[nodiscard]] std::string Asked() const;
   // The requests as they came.
   [[nodiscard]] std::string Heads() const { return Ask("heads?id=" + id_); }
   // Until so many replies have come to an end or a stall; the test fails after 20 s.
