@@ -1,6 +1,8 @@
 #include <doctest.h>
 
-#include <cstdlib>
+#include <windows.h>
+#include <wininet.h>
+
 #include <sstream>
 
 #include "download/recording_listener.h"
@@ -8,7 +10,6 @@
 
 // Against nginx and vsftpd, which scripts/start_servers.sh starts.
 using namespace test;
-using Events = std::vector<std::string>;
 
 namespace {
 
@@ -40,28 +41,6 @@ std::string ServedFile(const std::wstring& name) {
   REQUIRE_FALSE(content.empty());
   return content;
 }
-
-std::string AccessLog() { return ReadServersFile(L"access.log"); }
-
-class Provider final : public download::CredentialProvider {
- public:
-  explicit Provider(std::string password) : password_(std::move(password)) {}
-  void OnConnecting() override {}
-  bool GetSavedCredentials(std::string*, std::string*) override { return false; }
-  void OnCredentialsApplied() override {}
-  bool PromptCredentials(const std::string&, const std::string& realm, HWND, std::string* user,
-                         std::string* password) override {
-    realms.push_back(realm);
-    if (password_.empty()) return false;
-    *user = realm == "FTP Server" ? "ftp" : "me";
-    *password = std::exchange(password_, "");  // A wrong one is not tried twice.
-    return true;
-  }
-  std::vector<std::string> realms;
-
- private:
-  std::string password_;
-};
 
 // Presses a button of the first dialog of this process.
 class DialogHelper {
@@ -101,59 +80,49 @@ class DialogHelper {
 
 }  // namespace
 
-TEST_CASE("nginx: whole, continued, complete, missing and locked files") {
+TEST_CASE("logins at nginx and vsftpd: right, wrong and none") {
   const std::string content = ServedFile(L"small.bin");
-  const Target whole;
-  CHECK(Download(Url("http", "http", "/small.bin"), whole) == 0);
-  CHECK((whole.Content() == content));
-
-  for (const size_t partial : {size_t{1}, size_t{60000}, content.size() - 1, content.size()}) {
-    CAPTURE(partial);
-    const Target target;
-    target.WritePartial(content.substr(0, partial));
-    RecordingListener listener;
-    CHECK(Download(Url("http", "http", "/small.bin"), target, &listener) == 0);
-    CHECK((target.Content() == content));
-    CHECK(listener.events() == Events{"info 100000", "complete 1"});
-    // Of a complete one the server has nothing more to send, so it is fetched again.
-    CHECK(listener.progress_calls[0] == (partial < content.size() ? partial : 0));
-    CHECK(AccessLog().find("range=\"bytes=" + std::to_string(partial) + "-\"") !=
-          std::string::npos);
-  }
-
-  const Target missing;
-  CHECK(Download(Url("http", "http", "/none.bin"), missing) == download::kNotFound);
-
   struct {
-    const char* password;
+    const char* server;
+    const char* path;
+    const char* login;
+    const char* user;      // Whom the prompt answers for,
+    const char* password;  // with what; empty declines.
     uint32_t result;
-    size_t prompts;
-  } const logins[] = {
-      {"", download::kAuthenticationRequired, 1},
-      {"wrong", download::kAuthenticationRequired, 2},
-      {"secret", 0, 1},  // Last: the library remembers it for the process.
+    const char* prompts;
+  } const rows[] = {
+      {"http", "/small.bin", "", "", "", 0, ""},
+      {"http", "/none.bin", "", "", "", download::kNotFound, ""},
+      {"http", "/private/small.bin", "", "me", "", download::kAuthenticationRequired,
+       "\"the vault\";"},
+      {"http", "/private/small.bin", "", "me", "wrong", download::kAuthenticationRequired,
+       "\"the vault\";\"the vault\";"},
+      // Last of its server: the library remembers it for the process.
+      {"http", "/private/small.bin", "", "me", "secret", 0, "\"the vault\";"},
+      {"ftp", "/small.bin", "", "", "", 0, ""},
+      {"ftp", "/none.bin", "", "", "", ERROR_INTERNET_EXTENDED_ERROR, ""},
+      {"ftp_login", "/small.bin", "ftp:secret@", "", "", 0, ""},
+      {"ftp_login", "/small.bin", "ftp:bad@", "ftp", "secret", 0, "FTP Server;"},
+      {"ftp_login", "/small.bin", "ftp:bad@", "ftp", "wrong", ERROR_INTERNET_LOGIN_FAILURE,
+       "FTP Server;FTP Server;"},
   };
-  for (const auto& row : logins) {
+  for (const auto& row : rows) {
+    CAPTURE(std::string(row.path));
+    CAPTURE(std::string(row.password));
     const Target target;
-    Provider provider(row.password);
-    CHECK(Download(Url("http", "http", "/private/small.bin"), target, nullptr, &provider) ==
+    RecordingListener listener;
+    listener.user_at_prompt = row.user;
+    listener.password_at_prompt = row.password;
+    const std::string scheme = std::string(row.server).substr(0, row.server[0] == 'h' ? 4 : 3);
+    CHECK(Download(Url(scheme, row.server, row.path, row.login), target, &listener, &listener) ==
           row.result);
-    CHECK(provider.realms == Events(row.prompts, "\"the vault\""));
+    std::string prompts;
+    for (const std::string& event : listener.events()) {
+      if (event.starts_with("prompt ")) prompts += event.substr(7) + ";";
+    }
+    CHECK(prompts == row.prompts);
     CHECK((target.Content() == (row.result == 0 ? content : "")));
   }
-}
-
-TEST_CASE("nginx through a relay that drops the connection: continued at the byte") {
-  const std::string content = ServedFile(L"big.bin");
-  const Target target;
-  RecordingListener listener;
-  // Each run has a query of its own, because the relay drops every address once.
-  CHECK(Download(Url("http", "drop", "/big.bin?") + std::to_string(::GetTickCount()), target,
-                 &listener) == 0);
-  CHECK((target.Content() == content));
-  CHECK(listener.received == content.size());
-  const std::string log = AccessLog();
-  CHECK(log.substr(log.find("/big.bin")).find("206") != std::string::npos);
 }
 
 TEST_CASE("nginx over TLS: the user decides about a certificate that nobody trusts") {
@@ -161,7 +130,11 @@ TEST_CASE("nginx over TLS: the user decides about a certificate that nobody trus
   struct {
     WORD button;
     uint32_t result;
-  } const rows[] = {{IDCANCEL, 12045}, {IDOK, 0}};
+    const char* trace;
+  } const rows[] = {
+      {IDCANCEL, 12045, "state 1, state 5, state 4, error 0 12045"},
+      {IDOK, 0, "state 1, state 5, state 4, info 100000, from 0, complete 1"},
+  };
   for (const auto& row : rows) {
     CAPTURE(row.button);
     const Target target;
@@ -170,37 +143,6 @@ TEST_CASE("nginx over TLS: the user decides about a certificate that nobody trus
     CHECK(Download(Url("https", "https", "/small.bin"), target, &listener) == row.result);
     CHECK(helper.Finish());
     CHECK((target.Content() == (row.result == 0 ? content : "")));
-    const std::vector<uint32_t> states = listener.states();
-    CHECK(std::count(states.begin(), states.end(), 5u) == 1);
-    CHECK(std::count(states.begin(), states.end(), 4u) == 1);
-    CHECK(listener.events().back() == (row.result == 0 ? "complete 1" : "error 0 12045"));
+    CHECK(listener.Trace() == row.trace);
   }
-}
-
-TEST_CASE("vsftpd: anonymous, with a login, with a wrong one, and a file that is not there") {
-  const std::string content = ServedFile(L"small.bin");
-  const Target anonymous;
-  RecordingListener listener;
-  CHECK(Download(Url("ftp", "ftp", "/small.bin"), anonymous, &listener) == 0);
-  CHECK((anonymous.Content() == content));
-  CHECK(listener.received == content.size());
-
-  const Target known;
-  CHECK(Download(Url("ftp", "ftp_login", "/small.bin", "ftp:secret@"), known) == 0);
-  CHECK((known.Content() == content));
-
-  for (const char* password : {"secret", "wrong"}) {
-    const Target target;
-    Provider provider(password);
-    const uint32_t result =
-        Download(Url("ftp", "ftp_login", "/small.bin", "ftp:bad@"), target, nullptr, &provider);
-    const bool right = std::string(password) == "secret";
-    CHECK((result == 0) == right);
-    CHECK(provider.realms == Events(right ? 1 : 2, "FTP Server"));
-    CHECK((target.Content() == (right ? content : "")));
-  }
-
-  const Target missing;
-  CHECK(Download(Url("ftp", "ftp", "/none.bin"), missing) != 0);
-  CHECK_FALSE(missing.Has());
 }
