@@ -18,10 +18,11 @@ util::UniqueKernelHandle MakeEvent(const char* suffix) {
   return event;
 }
 
+}  // namespace
+
 bool OpensHandle(Operation operation) {
   switch (operation) {
     case Operation::kConnect:
-    case Operation::kOpenUrl:
     case Operation::kOpenFtpFile:
     case Operation::kFindFtpFile:
     case Operation::kOpenRequest:
@@ -30,8 +31,6 @@ bool OpensHandle(Operation operation) {
       return false;
   }
 }
-
-}  // namespace
 
 std::string EventName(std::string module_path, const char* suffix) {
   for (char& letter : module_path) {
@@ -52,12 +51,11 @@ AsyncLink::AsyncLink(TransferState* state)
 
 void AsyncLink::Begin(Operation operation) {
   operation_ = operation;
-  handle_ = nullptr;
   error_ = 0;
   result_ = 0;
+  count = 0;
   ++references_;  // Of the call; given back where it ends.
-  done_ = false;
-  pending_ = true;
+  call_ = Call::kPending;
   // Most calls complete at once, and then there is nothing to reset.
   if (signalled_) {
     signalled_ = false;
@@ -65,9 +63,16 @@ void AsyncLink::Begin(Operation operation) {
   }
 }
 
-void AsyncLink::EndAtOnce() {
-  done_ = true;
-  if (pending_.exchange(false)) Release();
+void AsyncLink::EndAtOnce(DWORD_PTR result) {
+  Call expected = Call::kPending;
+  if (call_.compare_exchange_strong(expected, Call::kDone)) {
+    Release();
+  } else {
+    while (!IsDone()) ::Sleep(1);  // The library calls back for it all the same.
+  }
+  error_ = 0;
+  result_ = result;
+  if (result != 0 && OpensHandle(operation_)) Hold(handle());
 }
 
 void AsyncLink::ReadServerResponse() {
@@ -114,19 +119,41 @@ void AsyncLink::Forget(HINTERNET handle) {
 
 void AsyncLink::BeginClosing(HINTERNET handle) {
   closing_handle_ = handle;
-  closed_ = false;
   ::ResetEvent(closing_.Get());
 }
 
+template <typename Condition>
+void AsyncLink::WaitABit(HANDLE event, Condition is_met) {
+  const DWORD waited = ::WaitForSingleObject(event, kPollMs);
+  if (waited == WAIT_TIMEOUT || is_met()) return;
+  // A signal of another process, which would make the next waits a busy loop. None of our own gets
+  // lost: the condition is met before the event and looked at before the next wait.
+  if (waited != WAIT_OBJECT_0 || !::ResetEvent(event)) ::Sleep(kPollMs);
+}
+
+template <typename Condition>
+bool AsyncLink::AwaitCondition(HANDLE event, Condition is_met) {
+  const DWORD start = ::GetTickCount();
+  while (!is_met() && ::GetTickCount() - start < kClosingMs) WaitABit(event, is_met);
+  return is_met();
+}
+
+void AsyncLink::WaitForCompletion() const {
+  WaitABit(completion_.Get(), [this] { return IsDone(); });
+}
+
 bool AsyncLink::AwaitClosing() const {
-  if (!AwaitFlag(completion_.Get(), done_)) return false;
-  (void)AwaitFlag(closing_.Get(), closed_);  // What is not closed yet will be.
+  if (!AwaitCondition(completion_.Get(), [this] { return IsDone(); })) return false;
+  // What is not closed yet will be.
+  (void)AwaitCondition(closing_.Get(), [this] { return closing_handle_ == nullptr; });
   return true;
 }
 
 bool AsyncLink::Detach(bool wait) {
-  attached_ = false;
-  while (inside_ != 0) ::Sleep(1);
+  Call expected = Call::kPending;
+  if (!call_.compare_exchange_strong(expected, Call::kAbandoned)) {
+    while (!IsDone()) ::Sleep(1);
+  }
   // The library's threads are about to let go of what was closed, or of a call that was cancelled.
   const DWORD start = ::GetTickCount();
   while (wait && references_ != 1 && ::GetTickCount() - start < kClosingMs) ::Sleep(1);
@@ -144,20 +171,6 @@ void AsyncLink::SignalCompletion() {
   ::SetEvent(completion_.Get());
 }
 
-void AsyncLink::WaitABit(HANDLE event, const std::atomic<bool>& flag) {
-  const DWORD waited = ::WaitForSingleObject(event, kPollMs);
-  if (waited == WAIT_TIMEOUT || flag) return;
-  // A signal of another process, which would make the next waits a busy loop. None of our own gets
-  // lost: the flag is set before the event and looked at before the next wait.
-  if (waited != WAIT_OBJECT_0 || !::ResetEvent(event)) ::Sleep(kPollMs);
-}
-
-bool AsyncLink::AwaitFlag(HANDLE event, const std::atomic<bool>& flag) {
-  const DWORD start = ::GetTickCount();
-  while (!flag && ::GetTickCount() - start < kClosingMs) WaitABit(event, flag);
-  return flag;
-}
-
 void CALLBACK AsyncLink::OnStatus(HINTERNET /*handle*/, DWORD_PTR context, DWORD status, void* info,
                                   DWORD info_bytes) {
   auto* const link = reinterpret_cast<AsyncLink*>(context);
@@ -169,40 +182,43 @@ void CALLBACK AsyncLink::OnStatus(HINTERNET /*handle*/, DWORD_PTR context, DWORD
     case INTERNET_STATUS_HANDLE_CLOSING: {
       if (info_bytes < sizeof(HINTERNET)) break;
       const HINTERNET handle = *static_cast<HINTERNET*>(info);
-      if (link->closing_handle_ == handle) link->closed_ = true;
+      HINTERNET expected = handle;
+      link->closing_handle_.compare_exchange_strong(expected, nullptr);
       ::SetEvent(link->closing_.Get());
       link->Forget(handle);  // Last: the link may be gone after it.
       break;
     }
     case INTERNET_STATUS_REQUEST_COMPLETE:
-      if (!link->pending_.exchange(false)) break;
       link->OnCompleted(*static_cast<const INTERNET_ASYNC_RESULT*>(info));
-      link->Release();
       break;
     default:
       break;
   }
 }
 
+// The link may be gone after it.
 void AsyncLink::OnCompleted(const INTERNET_ASYNC_RESULT& result) {
-  ++inside_;
+  Call call = Call::kPending;
+  const bool awaited = call_.compare_exchange_strong(call, Call::kCompleting);
+  // Nobody waits any more, but a handle that comes now still knows the link.
+  if (!awaited &&
+      !(call == Call::kAbandoned && call_.compare_exchange_strong(call, Call::kCompleting))) {
+    return;
+  }
   error_ = result.dwError;
   result_ = result.dwResult;
   if (OpensHandle(operation_)) {
-    handle_ = reinterpret_cast<HINTERNET>(result.dwResult);
-    if (handle_ != nullptr) Hold(handle_);
-    ReadServerResponse();
-  } else if (operation_ == Operation::kFtpCommand) {
+    if (handle() != nullptr) Hold(handle());
     ReadServerResponse();
   }
-  if (attached_) {
+  if (awaited) {
     if (OpensHandle(operation_)) state_->SendState(kStepCompleted);
     if (operation_ == Operation::kRead) state_->SendState(kReadCompleted);
   }
   signalled_ = true;
-  done_ = true;
+  call_ = Call::kDone;
   ::SetEvent(completion_.Get());
-  --inside_;
+  Release();
 }
 
 }  // namespace download

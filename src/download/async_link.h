@@ -17,15 +17,16 @@ namespace download {
 // The asynchronous call that is under way.
 enum class Operation : uint8_t {
   kConnect = 0,
-  kOpenUrl = 1,  // Begun by nobody: each scheme is opened by a call of its own.
   kOpenFtpFile = 2,
   kRead = 3,
-  kFtpCommand = 4,
   kFindFtpFile = 5,
   kOpenRequest = 6,
   kSend = 7,
   kQueryAvailable = 8,
 };
+
+// True when the call's result is a handle.
+[[nodiscard]] bool OpensHandle(Operation operation);
 
 // Name of a kernel event made from a module's path: backslashes become underscores, and when path
 // and suffix together reach 260 characters, the suffix takes the place of the path's end.
@@ -35,7 +36,7 @@ std::string EventName(std::string module_path, const char* suffix);
 // the data meanwhile: its callbacks, and its writes to buffers, can come after the worker gave up
 // and even after the downloader is gone. So the link counts what can still call back, each open
 // handle and the call under way, and goes with the last of them. No locks: the callback hands over
-// by setting `done`, the worker looks at results only after it. The events only end waits early;
+// by calling it done, the worker looks at results only after it. The events only end waits early;
 // their names are the same for every process that uses this module, so a signal proves nothing.
 class AsyncLink {
  public:
@@ -46,17 +47,20 @@ class AsyncLink {
   AsyncLink(const AsyncLink&) = delete;
   AsyncLink& operator=(const AsyncLink&) = delete;
 
-  // The worker's side of a call: Begin() before it, EndAtOnce() when it did not become pending.
+  // The worker's side of a call: Begin() before it, EndAtOnce() with what it answered when it did
+  // not become pending.
   void Begin(Operation operation);
-  void EndAtOnce();
-  [[nodiscard]] const std::atomic<bool>& done() const { return done_; }
+  void EndAtOnce(DWORD_PTR result);
+  [[nodiscard]] bool IsDone() const { return call_ == Call::kDone; }
   // Up to 10 ms, less when the call completes.
-  void WaitForCompletion() const { WaitABit(completion_.Get(), done_); }
+  void WaitForCompletion() const;
 
-  // Once done: the handle a call gave, null for none, and the two words of its result.
-  [[nodiscard]] HINTERNET handle() const { return handle_; }
+  // Once done: the two words of the result, the second also as the handle that the call gave.
   [[nodiscard]] DWORD error() const { return error_; }
   [[nodiscard]] DWORD_PTR result() const { return result_; }
+  [[nodiscard]] HINTERNET handle() const { return reinterpret_cast<HINTERNET>(result_); }
+  // Bytes read or available: a call that succeeded later leaves them in the error word.
+  [[nodiscard]] DWORD moved() const { return static_cast<int32_t>(error_) > 0 ? error_ : count; }
   [[nodiscard]] const std::string& server_response() const { return server_response_; }
   // Takes the last response text of a server over, on the thread that talked to it: any other gets
   // none. What is there stays when there is none. Worker, or callback of an open call.
@@ -85,27 +89,32 @@ class AsyncLink {
                                 DWORD info_bytes);
 
  private:
+  // Where the call under way stands. Only the side that moves it out of kPending, the callback or
+  // the worker, gives its reference back.
+  enum class Call : uint8_t {
+    kDone,
+    kPending,
+    kCompleting,  // The callback leaves the results and tells the listener.
+    kAbandoned,   // The worker is gone before it was done.
+  };
   static constexpr size_t kMaxHandles = 8;
 
   ~AsyncLink() = default;
   void OnCompleted(const INTERNET_ASYNC_RESULT& result);
   void Forget(HINTERNET handle);
   void Release();
-  static void WaitABit(HANDLE event, const std::atomic<bool>& flag);
-  static bool AwaitFlag(HANDLE event, const std::atomic<bool>& flag);
+  template <typename Condition>
+  static void WaitABit(HANDLE event, Condition is_met);
+  template <typename Condition>
+  static bool AwaitCondition(HANDLE event, Condition is_met);
 
   TransferState* state_;
-  std::atomic<bool> attached_{true};
-  std::atomic<int> inside_{0};  // Callbacks that are running.
   std::atomic<int> references_{1};
   std::atomic<HINTERNET> handles_[kMaxHandles] = {};
-  std::atomic<HINTERNET> closing_handle_{nullptr};
-  std::atomic<bool> closed_{true};
-  std::atomic<bool> pending_{false};
-  std::atomic<bool> done_{true};
+  std::atomic<HINTERNET> closing_handle_{nullptr};  // Null once it has closed.
+  std::atomic<Call> call_{Call::kDone};
   std::atomic<bool> signalled_{false};  // The completion event, by this link.
   Operation operation_ = Operation::kConnect;
-  HINTERNET handle_ = nullptr;
   DWORD error_ = 0;
   DWORD_PTR result_ = 0;
   std::string server_response_;

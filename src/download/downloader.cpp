@@ -18,14 +18,14 @@ constexpr int32_t kNameRetries = 2;
 uint32_t RunTransfer(TransferState* state) {
   if (LoadWinInet() != nullptr) return Transfer(state).Run();
   const DWORD error = ::GetLastError();
-  if (state->listener != nullptr) state->listener->OnError(0, error);
+  if (state->control.listener != nullptr) state->control.listener->OnError(0, error);
   return error;
 }
 
 template <uint32_t (*Body)(TransferState*)>
 DWORD WINAPI RunWorker(void* argument) {
   auto* const state = static_cast<TransferState*>(argument);
-  return state->last_error = Body(state);
+  return state->outcome.last_error = Body(state);
 }
 
 }  // namespace
@@ -33,24 +33,24 @@ DWORD WINAPI RunWorker(void* argument) {
 Downloader::Downloader(std::string target_folder, DownloadListener* listener,
                        CredentialProvider* credentials)
     : Downloader(listener, credentials) {
-  state_->target_folder = std::move(target_folder);
+  state_->request.target_folder = std::move(target_folder);
 }
 
 Downloader::Downloader(DownloadListener* listener, CredentialProvider* credentials)
     : state_(std::make_unique<TransferState>()) {
-  state_->listener = listener;
-  state_->credentials = credentials;
+  state_->control.listener = listener;
+  state_->control.credentials = credentials;
 }
 
 Downloader::~Downloader() {
   if (!thread_) return;
-  state_->stop = true;
+  state_->control.stop = true;
   // Not asked by its exit code: that of one that ended can be the number for "still active", too.
   if (::WaitForSingleObject(thread_.Get(), kGraceMs) == WAIT_OBJECT_0) return;
   // It hangs in a call that nothing gets it out of. Whatever it held stays behind, and late
   // callbacks must find the state, without the listener, and the code.
   ::TerminateThread(thread_.Get(), 0);
-  state_->listener = nullptr;
+  state_->control.listener = nullptr;
   (void)state_.release();
   PinOwnModule();
 }
@@ -58,13 +58,13 @@ Downloader::~Downloader() {
 uint32_t Downloader::Start(const std::string& url, const std::string& file_name, HWND parent,
                            bool resume, bool wait, const char* extra_headers,
                            bool want_last_modified) {
-  state_->url = url;
-  state_->file_name = file_name;
-  state_->parent = parent;
-  state_->resume = resume;
-  state_->want_last_modified = want_last_modified;
-  state_->extra_headers.reset();
-  if (extra_headers != nullptr) state_->extra_headers = extra_headers;
+  state_->request.url = url;
+  state_->request.file_name = file_name;
+  state_->request.parent = parent;
+  state_->request.resume = resume;
+  state_->request.want_last_modified = want_last_modified;
+  state_->request.extra_headers.reset();
+  if (extra_headers != nullptr) state_->request.extra_headers = extra_headers;
   const uint32_t error = StartWorker(&RunWorker<&RunTransfer>);
   return error == NO_ERROR && wait ? WaitForWorker() : error;
 }
@@ -73,12 +73,12 @@ uint32_t Downloader::ResolveFileName(const std::string& url, std::string* name) 
   if (LoadWinInet() == nullptr) return ::GetLastError();
   UrlParts parts;
   if (SplitUrl(url, &parts) == NO_ERROR && !IsHttp(parts.scheme)) return NO_ERROR;
-  state_->retries = kNameRetries;
-  state_->url = url;
-  state_->file_name.clear();
+  state_->request.retries = kNameRetries;
+  state_->request.url = url;
+  state_->outcome.proposed_name.clear();
   if (const uint32_t error = StartWorker(&RunWorker<&QueryName>)) return error;
   const uint32_t error = WaitForWorker();
-  if (error == NO_ERROR) *name = state_->file_name;
+  if (error == NO_ERROR) *name = state_->outcome.proposed_name;
   return error;
 }
 
@@ -86,9 +86,7 @@ bool Downloader::ProbeUrl(const std::string& url) {
   if (LoadWinInet() == nullptr) return false;
   Downloader probe(nullptr, nullptr);
   InternetSession session(probe.state_.get());
-  uint32_t offset = 0;
-  uint32_t size = 0;
-  return OpenRequest(&session, probe.state_.get(), url, &offset, &size, "HEAD") == NO_ERROR;
+  return OpenRequest(&session, probe.state_.get(), url, /*present=*/0, "HEAD").result == NO_ERROR;
 }
 
 bool Downloader::IsReachable(const std::string& url) {

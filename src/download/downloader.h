@@ -31,8 +31,8 @@ class Downloader {
   ~Downloader();
 
   // The proxy to use, in place of the system's settings; empty for those.
-  void SetProxy(std::string proxy) { state_->proxy = std::move(proxy); }
-  [[nodiscard]] const std::string& GetProxy() const { return state_->proxy; }
+  void SetProxy(std::string proxy) { state_->request.proxy = std::move(proxy); }
+  [[nodiscard]] const std::string& GetProxy() const { return state_->request.proxy; }
 
   // Downloads `url`. `file_name` is the local name, or a full path; an empty one is made from the
   // URL. `parent` owns the dialogs; null means the desktop. `resume` keeps and continues an earlier
@@ -55,16 +55,18 @@ class Downloader {
   static bool IsReachable(const std::string& url);
 
   // The time that the server gave, if Start() was asked for it; all zero without one.
-  void GetLastModified(SYSTEMTIME* time) const { *time = state_->last_modified; }
+  void GetLastModified(SYSTEMTIME* time) const { *time = state_->outcome.last_modified; }
   // The worker's thread, to wait for, borrowed; null without one.
   [[nodiscard]] HANDLE GetThread() const { return thread_.Get(); }
   // How often a server that cannot be connected to is tried again. A negative number is final.
   void SetRetries(int32_t retries) {
-    if (state_->retries >= 0) state_->retries = retries;
+    if (state_->request.retries >= 0) state_->request.retries = retries;
   }
   // What ended the last transfer, and the text of the server's last response.
-  [[nodiscard]] uint32_t last_error() const { return state_->last_error; }
-  [[nodiscard]] const std::string& server_response() const { return state_->server_response; }
+  [[nodiscard]] uint32_t last_error() const { return state_->outcome.last_error; }
+  [[nodiscard]] const std::string& server_response() const {
+    return state_->outcome.server_response;
+  }
 
  private:
   uint32_t StartWorker(LPTHREAD_START_ROUTINE worker);

@@ -44,10 +44,10 @@ struct Answer {
 // One request, sent until the server's answer is final.
 class HttpRequest {
  public:
-  HttpRequest(InternetSession* session, TransferState* state, uint32_t* offset, uint32_t* size)
-      : session_(session), state_(state), offset_(offset), size_(size) {}
+  HttpRequest(InternetSession* session, TransferState* state, uint32_t present)
+      : session_(session), state_(state), start_(present) {}
 
-  uint32_t Open(const char* verb, const UrlParts& url, bool no_auto_redirect);
+  OpenResult Open(const char* verb, const UrlParts& url, bool no_auto_redirect);
 
  private:
   Answer SendUntilAnswered();
@@ -59,31 +59,31 @@ class HttpRequest {
 
   InternetSession* session_;
   TransferState* state_;
-  uint32_t* offset_;
-  uint32_t* size_;
-  uint32_t asked_offset_ = 0;  // What the range header says; 0 without one.
+  uint32_t start_;  // The bytes present, then what the server agreed to.
+  uint32_t size_ = 0;
+  uint32_t asked_start_ = 0;  // What the range header says; 0 without one.
   std::string headers_;
 };
 
-uint32_t HttpRequest::Open(const char* verb, const UrlParts& url, bool no_auto_redirect) {
+OpenResult HttpRequest::Open(const char* verb, const UrlParts& url, bool no_auto_redirect) {
   if (const uint32_t error =
           session_->Connect(url, url.user, url.password, INTERNET_SERVICE_HTTP, 0)) {
-    return error;
+    return {error};
   }
   DWORD flags = kRequestFlags;
   if (url.scheme == INTERNET_SCHEME_HTTPS) flags |= INTERNET_FLAG_SECURE;
   if (no_auto_redirect) flags |= INTERNET_FLAG_NO_AUTO_REDIRECT;
   for (;;) {
     if (const uint32_t error = session_->OpenRequest(verb, url.path + url.extra, flags)) {
-      return error;
+      return {error};
     }
-    asked_offset_ = *offset_;
-    headers_ = asked_offset_ != 0 ? RangeHeader(asked_offset_) : std::string();
-    if (state_->extra_headers) headers_ += *state_->extra_headers;
+    asked_start_ = start_;
+    headers_ = asked_start_ != 0 ? RangeHeader(asked_start_) : std::string();
+    if (state_->request.extra_headers) headers_ += *state_->request.extra_headers;
     state_->SendConnecting();
     const Answer answer = SendUntilAnswered();
-    if (!answer.ask_for_all) return answer.result;
-    *offset_ = 0;
+    if (!answer.ask_for_all) return {answer.result, start_, size_};
+    start_ = 0;
     // A request keeps the range header that it was sent with, so this takes a new one.
     session_->CloseRequest();
   }
@@ -110,21 +110,21 @@ Answer HttpRequest::SendUntilAnswered() {
 // The result by status. A failed send has no status, and its error stands.
 Answer HttpRequest::ReadAnswer(DWORD status, uint32_t send_error) {
   const DWORD length = ReadNumber(session_->request(), HTTP_QUERY_CONTENT_LENGTH).value_or(0);
-  if (state_->want_last_modified && status != HTTP_STATUS_NOT_MODIFIED) ReadLastModified();
+  if (state_->request.want_last_modified && status != HTTP_STATUS_NOT_MODIFIED) ReadLastModified();
   switch (status) {
     case HTTP_STATUS_OK:
       return {TakeWholeFile(length) ? send_error : kAlreadyComplete};
     case HTTP_STATUS_PARTIAL_CONTENT:
       // Not what came in: a login in between has cleared that, but the range was asked for.
-      *offset_ = length != 0 ? asked_offset_ : 0;
-      *size_ = length != 0 ? length + asked_offset_ : 0;
+      start_ = length != 0 ? asked_start_ : 0;
+      size_ = length != 0 ? length + asked_start_ : 0;
       // Another part than the one asked for would spoil the file, and one of unknown extent might.
-      return {send_error, /*ask_for_all=*/asked_offset_ != 0 && !IsAskedRange(length)};
+      return {send_error, /*ask_for_all=*/asked_start_ != 0 && !IsAskedRange(length)};
     case kRangeNotSatisfiable:
-      *offset_ = 0;
-      *size_ = length;
+      start_ = 0;
+      size_ = length;
       // The bytes present are those of another file, or all of this one.
-      return {send_error, /*ask_for_all=*/asked_offset_ != 0};
+      return {send_error, /*ask_for_all=*/asked_start_ != 0};
     case HTTP_STATUS_NOT_MODIFIED:
       return {kNotModified};
     case HTTP_STATUS_DENIED:
@@ -132,15 +132,15 @@ Answer HttpRequest::ReadAnswer(DWORD status, uint32_t send_error) {
     case HTTP_STATUS_FORBIDDEN:
     case HTTP_STATUS_NOT_FOUND:
     case HTTP_STATUS_GONE:
-      *offset_ = 0;
-      *size_ = 0;
+      start_ = 0;
+      size_ = 0;
       if (status == HTTP_STATUS_FORBIDDEN) return {kForbidden};
       return {status == HTTP_STATUS_NOT_FOUND || status == HTTP_STATUS_GONE
                   ? kNotFound
                   : kAuthenticationRequired};
     default:
-      *offset_ = 0;
-      *size_ = length;
+      start_ = 0;
+      size_ = length;
       return {send_error};
   }
 }
@@ -149,16 +149,16 @@ void HttpRequest::ReadLastModified() {
   DWORD size = sizeof(SYSTEMTIME);
   if (!Internet().HttpQueryInfoA(session_->request(),
                                  HTTP_QUERY_LAST_MODIFIED | HTTP_QUERY_FLAG_SYSTEMTIME,
-                                 &state_->last_modified, &size, nullptr)) {
-    state_->last_modified = {};
+                                 &state_->outcome.last_modified, &size, nullptr)) {
+    state_->outcome.last_modified = {};
   }
 }
 
 // False when it is there already.
 bool HttpRequest::TakeWholeFile(DWORD length) {
-  *size_ = length;
-  if (length != 0 && length <= *offset_) return false;
-  *offset_ = 0;
+  size_ = length;
+  if (length != 0 && length <= start_) return false;
+  start_ = 0;
   return true;
 }
 
@@ -166,8 +166,8 @@ bool HttpRequest::IsAskedRange(DWORD length) const {
   if (length == 0) return false;
   const auto header = ReadHeader(session_->request(), HTTP_QUERY_CONTENT_RANGE);
   if (!header) return true;
-  const uint64_t end = uint64_t{asked_offset_} + length;
-  return StartOfRange(*header).value_or(asked_offset_) == asked_offset_ &&
+  const uint64_t end = uint64_t{asked_start_} + length;
+  return StartOfRange(*header).value_or(asked_start_) == asked_start_ &&
          TotalOfRange(*header).value_or(end) == end;
 }
 
@@ -188,7 +188,7 @@ bool HttpRequest::LogIn(DWORD status) {
     };
     set(proxy ? INTERNET_OPTION_PROXY_USERNAME : INTERNET_OPTION_USERNAME, &user);
     set(proxy ? INTERNET_OPTION_PROXY_PASSWORD : INTERNET_OPTION_PASSWORD, &password);
-    state_->credentials->OnCredentialsApplied();
+    state_->control.credentials->OnCredentialsApplied();
   }
   state_->SendState(kDialogClosed);
   return given;
@@ -196,9 +196,9 @@ bool HttpRequest::LogIn(DWORD status) {
 
 }  // namespace
 
-uint32_t OpenHttp(InternetSession* session, TransferState* state, const char* verb,
-                  const UrlParts& url, bool no_auto_redirect, uint32_t* offset, uint32_t* size) {
-  return HttpRequest(session, state, offset, size).Open(verb, url, no_auto_redirect);
+OpenResult OpenHttp(InternetSession* session, TransferState* state, const char* verb,
+                    const UrlParts& url, bool no_auto_redirect, uint32_t present) {
+  return HttpRequest(session, state, present).Open(verb, url, no_auto_redirect);
 }
 
 std::optional<std::string> ReadHeader(HINTERNET request, DWORD header) {

@@ -13,15 +13,12 @@
 
 namespace download {
 
-// Sends a request and deals with refused certificates and logins, by asking the user. On 0 the body
-// can be read from the session's request.
-// `offset` goes in as the number of bytes that are there already, and comes out as the position at
-// which the body starts, 0 when the server sends the whole file. `size` is that of the whole file,
-// 0 when the server does not say; both count modulo 2^32.
-// A status that has no code of its own is not an error: the body is whatever the server sent.
-[[nodiscard]] uint32_t OpenHttp(InternetSession* session, TransferState* state, const char* verb,
-                                const UrlParts& url, bool no_auto_redirect, uint32_t* offset,
-                                uint32_t* size);
+// Sends a request and deals with refused certificates and logins, by asking the user. On a result
+// of 0 the body can be read from the session's request. `present` is the number of bytes that are
+// there already. A status that has no code of its own is not an error: the body is whatever the
+// server sent.
+[[nodiscard]] OpenResult OpenHttp(InternetSession* session, TransferState* state, const char* verb,
+                                  const UrlParts& url, bool no_auto_redirect, uint32_t present);
 
 // The text of a response header (an HTTP_QUERY_ number); nothing when it is absent.
 std::optional<std::string> ReadHeader(HINTERNET request, DWORD header);

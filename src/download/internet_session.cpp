@@ -1,6 +1,5 @@
 #include "download/internet_session.h"
 
-#include "download/ftp_functions.h"
 #include "download/module_path.h"
 
 namespace download {
@@ -10,6 +9,9 @@ constexpr char kAgent[] = "Quorix";
 
 const char* OrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
 
+DWORD_PTR ToWord(HINTERNET handle) { return reinterpret_cast<DWORD_PTR>(handle); }
+DWORD_PTR ToWord(BOOL succeeded) { return succeeded != FALSE ? 1 : 0; }
+
 // A failed call without a reason must not look like a success.
 uint32_t Failure(DWORD error) { return error != NO_ERROR ? error : ERROR_INTERNET_INTERNAL_ERROR; }
 
@@ -17,10 +19,10 @@ uint32_t Failure(DWORD error) { return error != NO_ERROR ? error : ERROR_INTERNE
 
 InternetSession::InternetSession(TransferState* state)
     : state_(state), link_(new AsyncLink(state)) {
-  const bool direct = state->proxy.empty();
+  const bool direct = state->request.proxy.empty();
   root_.Reset(Internet().InternetOpenA(
       kAgent, direct ? INTERNET_OPEN_TYPE_PRECONFIG : INTERNET_OPEN_TYPE_PROXY,
-      OrNull(state->proxy), nullptr, INTERNET_FLAG_ASYNC));
+      OrNull(state->request.proxy), nullptr, INTERNET_FLAG_ASYNC));
   Internet().InternetSetStatusCallbackA(root_.Get(), &AsyncLink::OnStatus);
 }
 
@@ -28,141 +30,106 @@ InternetSession::~InternetSession() {
   CloseRequest();
   connection_.Reset();
   root_.Reset();
-  if (link_->done()) state_->server_response = link_->server_response();
+  if (link_->IsDone()) state_->outcome.server_response = link_->server_response();
   if (!link_->Detach(/*wait=*/!stuck_)) PinOwnModule();
+}
+
+template <typename Call>
+uint32_t InternetSession::Run(Operation operation, Call call) {
+  link_->Begin(operation);
+  ::SetLastError(NO_ERROR);
+  const DWORD_PTR at_once = ToWord(call());
+  return Complete(operation, at_once, ::GetLastError());
 }
 
 uint32_t InternetSession::Connect(const UrlParts& url, const std::string& user,
                                   const std::string& password, DWORD service, DWORD flags) {
   CloseRequest();
   connection_.Reset();
-  return RunOpening(Operation::kConnect, connection_.Receive(), [&] {
+  const uint32_t error = Run(Operation::kConnect, [&] {
     return Internet().InternetConnectA(root_.Get(), url.host.c_str(), url.port, OrNull(user),
                                        OrNull(password), service, flags, context());
   });
+  if (error == NO_ERROR) connection_.Reset(link_->handle());
+  return error;
 }
 
 uint32_t InternetSession::OpenRequest(const char* verb, const std::string& object, DWORD flags) {
   const char* accepted[] = {"*/*", nullptr};
-  return RunOpening(Operation::kOpenRequest, &request_, [&] {
+  const uint32_t error = Run(Operation::kOpenRequest, [&] {
     return Internet().HttpOpenRequestA(connection_.Get(), verb, object.c_str(), "HTTP/1.0", "",
                                        accepted, flags, context());
   });
+  if (error == NO_ERROR) request_ = link_->handle();
+  return error;
 }
 
 uint32_t InternetSession::Send(const std::string& headers) {
-  return Run(Operation::kSend, /*pausable=*/false, [&] {
+  return Run(Operation::kSend, [&] {
     return Internet().HttpSendRequestA(request_, OrNull(headers),
-                                       static_cast<DWORD>(headers.size()), nullptr, 0) != FALSE;
+                                       static_cast<DWORD>(headers.size()), nullptr, 0);
   });
 }
 
 uint32_t InternetSession::OpenFtpFile(const std::string& path) {
-  const uint32_t error = RunOpening(Operation::kOpenFtpFile, &request_, [&] {
+  const uint32_t error = Run(Operation::kOpenFtpFile, [&] {
     return Internet().FtpOpenFileA(connection_.Get(), path.c_str(), GENERIC_READ,
                                    FTP_TRANSFER_TYPE_BINARY | INTERNET_FLAG_RELOAD, context());
   });
+  if (error == NO_ERROR) request_ = link_->handle();
   if (error != NO_ERROR && error != kCancelled) link_->ReadServerResponse();
   return error;
 }
 
 uint32_t InternetSession::FindFtpFileSize(const std::string& path, uint32_t* size) {
-  HINTERNET search = nullptr;
-  const uint32_t error = RunOpening(Operation::kFindFtpFile, &search, [&] {
+  const uint32_t error = Run(Operation::kFindFtpFile, [&] {
     return Internet().FtpFindFirstFileA(connection_.Get(), path.c_str(), &link_->found, 0,
                                         context());
   });
   *size = error == NO_ERROR ? link_->found.nFileSizeLow : 0;
-  if (search != nullptr) CloseAwaited(search);
+  if (error == NO_ERROR) CloseAwaited(link_->handle());
   return error == kCancelled ? error : NO_ERROR;
 }
 
-uint32_t InternetSession::SendFtpCommand(const std::string& command) {
-  bool at_once = false;
-  const uint32_t error = Run(Operation::kFtpCommand, /*pausable=*/false, [&] {
-    return at_once = FtpCommand(connection_.Get(), command.c_str(), context());
-  });
-  if (at_once) link_->ReadServerResponse();  // Else the callback has read it.
-  return error;
+uint32_t InternetSession::FtpFileSize() const {
+  return Internet().FtpGetFileSize != nullptr ? Internet().FtpGetFileSize(request_, nullptr) : 0;
 }
 
 uint32_t InternetSession::QueryAvailable(DWORD* count) {
-  return RunReading(Operation::kQueryAvailable, count, [&] {
+  const uint32_t error = Run(Operation::kQueryAvailable, [&] {
     return Internet().InternetQueryDataAvailable(request_, &link_->count, 0, context());
   });
+  if (error == NO_ERROR) *count = link_->moved();
+  return error;
 }
 
 uint32_t InternetSession::Read(DWORD limit, DWORD* count) {
   const DWORD wanted = limit < AsyncLink::kBufferBytes ? limit : AsyncLink::kBufferBytes;
-  return RunReading(Operation::kRead, count, [&] {
+  const uint32_t error = Run(Operation::kRead, [&] {
     return Internet().InternetReadFile(request_, link_->buffer(), wanted, &link_->count);
   });
+  if (error == NO_ERROR) *count = link_->moved();
+  return error;
 }
 
 void InternetSession::CloseRequest() {
   if (request_ != nullptr) CloseAwaited(std::exchange(request_, nullptr));
 }
 
-template <typename Call>
-uint32_t InternetSession::RunOpening(Operation operation, HINTERNET* handle, Call call) {
-  link_->Begin(operation);
-  ::SetLastError(NO_ERROR);
-  HINTERNET opened = call();
-  const DWORD error = ::GetLastError();
-  if (opened != nullptr) {
-    link_->EndAtOnce();
-    link_->Hold(opened);
-  } else {
-    // Some versions of the library say neither "pending" nor anything else.
-    if (error != ERROR_IO_PENDING && error != NO_ERROR) {
-      link_->EndAtOnce();
-      return error;
-    }
-    if (const uint32_t ended = Await(/*pausable=*/false)) return ended;
-    opened = link_->handle();
-    if (opened == nullptr) return Failure(link_->error());
+uint32_t InternetSession::Complete(Operation operation, DWORD_PTR at_once, DWORD error) {
+  // For a handle some versions of the library say neither "pending" nor anything else.
+  const bool pending = error == ERROR_IO_PENDING || (error == NO_ERROR && OpensHandle(operation));
+  if (at_once != 0 || !pending) {
+    link_->EndAtOnce(at_once);
+    return at_once != 0 ? NO_ERROR : Failure(error);
   }
-  *handle = opened;
-  return NO_ERROR;
-}
-
-template <typename Call>
-uint32_t InternetSession::Run(Operation operation, bool pausable, Call call) {
-  link_->Begin(operation);
-  if (call()) {
-    link_->EndAtOnce();
-    return NO_ERROR;
-  }
-  const DWORD error = ::GetLastError();
-  if (error != ERROR_IO_PENDING) {
-    link_->EndAtOnce();
-    return Failure(error);
-  }
-  if (const uint32_t ended = Await(pausable)) return ended;
-  return link_->result() != 0 ? NO_ERROR : Failure(link_->error());
-}
-
-template <typename Call>
-uint32_t InternetSession::RunReading(Operation operation, DWORD* count, Call call) {
-  bool at_once = false;
-  const uint32_t error = Run(operation, /*pausable=*/true, [&] {
-    link_->count = 0;
-    return at_once = call();
-  });
-  if (error != NO_ERROR) return error;
-  // A call that succeeded later leaves its count in the error word.
-  const auto counted = at_once ? 0 : static_cast<int32_t>(link_->error());
-  *count = counted > 0 ? static_cast<DWORD>(counted) : link_->count;
-  return NO_ERROR;
-}
-
-uint32_t InternetSession::Await(bool pausable) {
-  while (!link_->done()) {
+  const bool pausable = operation == Operation::kRead || operation == Operation::kQueryAvailable;
+  while (!link_->IsDone()) {
     if (state_->IsCancelled()) return kCancelled;
-    if (pausable) state_->WaitWhilePaused(&link_->done());
+    if (pausable) state_->WaitWhilePaused([this] { return link_->IsDone(); });
     link_->WaitForCompletion();
   }
-  return NO_ERROR;
+  return link_->result() != 0 ? NO_ERROR : Failure(link_->error());
 }
 
 void InternetSession::CloseAwaited(HINTERNET handle) {

@@ -37,7 +37,9 @@ class InternetSession {
   [[nodiscard]] uint32_t OpenFtpFile(const std::string& path);
   // The low word of the file's size as the server lists it, 0 when it cannot be told.
   [[nodiscard]] uint32_t FindFtpFileSize(const std::string& path, uint32_t* size);
-  [[nodiscard]] uint32_t SendFtpCommand(const std::string& command);
+  // The low word of the open file's size, 0 when the server or this version of the library does not
+  // tell.
+  [[nodiscard]] uint32_t FtpFileSize() const;
 
   // How many bytes can be read without waiting; 0 at the end of the data.
   [[nodiscard]] uint32_t QueryAvailable(DWORD* count);
@@ -47,20 +49,16 @@ class InternetSession {
 
   // Null without one.
   [[nodiscard]] HINTERNET request() const { return request_; }
-  [[nodiscard]] const std::string& server_response() const { return link_->server_response(); }
   // Waits until the library is done with it, up to two seconds.
   void CloseRequest();
   // For whoever else waits for the completion event.
   void SignalCompletion() { link_->SignalCompletion(); }
 
  private:
+  // Runs `call`, which answers a handle or a BOOL, to its end.
   template <typename Call>
-  uint32_t RunOpening(Operation operation, HINTERNET* handle, Call call);
-  template <typename Call>
-  uint32_t Run(Operation operation, bool pausable, Call call);
-  template <typename Call>
-  uint32_t RunReading(Operation operation, DWORD* count, Call call);
-  uint32_t Await(bool pausable);
+  uint32_t Run(Operation operation, Call call);
+  uint32_t Complete(Operation operation, DWORD_PTR at_once, DWORD error);
   void CloseAwaited(HINTERNET handle);
 
   [[nodiscard]] DWORD_PTR context() const { return reinterpret_cast<DWORD_PTR>(link_); }

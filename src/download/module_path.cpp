@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "util/find_function.h"
+
 // The linker's name for the start of the module.
 extern "C" IMAGE_DOS_HEADER __ImageBase;  // NOLINT(bugprone-reserved-identifier)
 
@@ -16,8 +18,8 @@ std::string OwnModulePath() {
 void PinOwnModule() {
   // By address where the system can: a path need not be expressible in the ANSI code page.
   using GetModule = BOOL(WINAPI*)(DWORD, const wchar_t*, HMODULE*);
-  const auto get_module = reinterpret_cast<GetModule>(reinterpret_cast<void*>(
-      ::GetProcAddress(::GetModuleHandleA("kernel32.dll"), "GetModuleHandleExW")));
+  const auto get_module =
+      util::FindFunction<GetModule>(::GetModuleHandleA("kernel32.dll"), "GetModuleHandleExW");
   HMODULE module = nullptr;
   if (get_module != nullptr &&
       get_module(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,

@@ -38,16 +38,16 @@ std::string ProposedName(HINTERNET request) {
 
 uint32_t QueryName(TransferState* state) {
   UrlParts url;
-  if (const uint32_t error = SplitUrl(state->url, &url)) return error;
+  if (const uint32_t error = SplitUrl(state->request.url, &url)) return error;
   if (!IsHttp(url.scheme)) return NO_ERROR;
   InternetSession session(state);
-  const uint32_t error = RetryConnecting(*state, [&] {
-    uint32_t offset = 0;
-    uint32_t size = 0;
-    return OpenHttp(&session, state, "HEAD", url, /*no_auto_redirect=*/true, &offset, &size);
+  const OpenResult opened = RetryConnecting(*state, [&] {
+    return OpenHttp(&session, state, "HEAD", url, /*no_auto_redirect=*/true, /*present=*/0);
   });
-  if (error == NO_ERROR) state->file_name = WithoutForbidden(ProposedName(session.request()));
-  return error;
+  if (opened.result == NO_ERROR) {
+    state->outcome.proposed_name = WithoutForbidden(ProposedName(session.request()));
+  }
+  return opened.result;
 }
 
 }  // namespace download

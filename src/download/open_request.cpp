@@ -11,15 +11,15 @@ constexpr DWORD kWaitMs = 100;
 
 }  // namespace
 
-uint32_t OpenRequest(InternetSession* session, TransferState* state, const std::string& url,
-                     uint32_t* offset, uint32_t* size, const char* verb) {
+OpenResult OpenRequest(InternetSession* session, TransferState* state, const std::string& url,
+                       uint32_t present, const char* verb) {
   UrlParts parts;
-  if (const uint32_t error = SplitUrl(url, &parts)) return error;
+  if (const uint32_t error = SplitUrl(url, &parts)) return {error};
   if (IsHttp(parts.scheme)) {
-    return OpenHttp(session, state, verb, parts, /*no_auto_redirect=*/false, offset, size);
+    return OpenHttp(session, state, verb, parts, /*no_auto_redirect=*/false, present);
   }
-  if (parts.scheme == INTERNET_SCHEME_FTP) return OpenFtp(session, state, parts, offset, size);
-  return ERROR_INTERNET_UNRECOGNIZED_SCHEME;
+  if (parts.scheme == INTERNET_SCHEME_FTP) return OpenFtp(session, state, parts);
+  return {ERROR_INTERNET_UNRECOGNIZED_SCHEME};
 }
 
 bool IsWorthAnotherAttempt(uint32_t error) {

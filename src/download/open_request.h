@@ -11,9 +11,8 @@ namespace download {
 
 // Opens what `url` names for reading, as OpenHttp() and OpenFtp() describe; `verb` is for HTTP.
 // ERROR_INTERNET_UNRECOGNIZED_SCHEME for every other scheme.
-[[nodiscard]] uint32_t OpenRequest(InternetSession* session, TransferState* state,
-                                   const std::string& url, uint32_t* offset, uint32_t* size,
-                                   const char* verb);
+[[nodiscard]] OpenResult OpenRequest(InternetSession* session, TransferState* state,
+                                     const std::string& url, uint32_t present, const char* verb);
 
 // True when a failed attempt is worth another one.
 [[nodiscard]] bool IsWorthAnotherAttempt(uint32_t error);
@@ -21,15 +20,15 @@ namespace download {
 // The ten seconds between two attempts; false when the transfer was cancelled meanwhile.
 [[nodiscard]] bool WaitForNextAttempt(const TransferState& state);
 
-// Runs `attempt`, uint32_t(), again and again until it does not fail for want of a connection or
+// Runs `attempt`, OpenResult(), again and again until it does not fail for want of a connection or
 // the attempts are used up. One is always made.
 template <typename Attempt>
-[[nodiscard]] uint32_t RetryConnecting(const TransferState& state, Attempt attempt) {
-  for (int32_t left = state.retries;; --left) {
+[[nodiscard]] OpenResult RetryConnecting(const TransferState& state, Attempt attempt) {
+  for (int32_t left = state.request.retries;; --left) {
     state.SendConnecting();
-    const uint32_t error = attempt();
-    if (left <= 0 || !IsWorthAnotherAttempt(error)) return error;
-    if (!WaitForNextAttempt(state)) return kCancelled;
+    const OpenResult opened = attempt();
+    if (left <= 0 || !IsWorthAnotherAttempt(opened.result)) return opened;
+    if (!WaitForNextAttempt(state)) return {kCancelled};
   }
 }
 

@@ -28,42 +28,35 @@ bool IsDropped(uint32_t error) {
 
 uint32_t Transfer::Run() {
   INTERNET_SCHEME scheme = INTERNET_SCHEME_UNKNOWN;
-  if (const uint32_t error = CheckScheme(state_->url, &scheme)) return Report(error);
+  if (const uint32_t error = CheckScheme(state_->request.url, &scheme)) return Report(error);
   is_http_ = IsHttp(scheme);
-  const std::string target = LocalPath(state_->url, state_->target_folder, state_->file_name);
+  const std::string target =
+      LocalPath(state_->request.url, state_->request.target_folder, state_->request.file_name);
   if (target.empty()) return Report(kNoLocalName);
   file_ = PartialFile(target);
   state_->SendState(kTransferStarting);
 
-  uint32_t offset = state_->resume ? file_.ReadOldSize() : 0;
-  const uint32_t error = Open(&offset);
+  const OpenResult opened = Open(state_->request.resume ? file_.ReadOldSize() : 0);
   if (state_->IsCancelled()) return kCancelled;
-  if (error == kNotModified) return error;
-  if (error != NO_ERROR) return Report(error);
+  if (opened.result == kNotModified) return opened.result;
+  if (opened.result != NO_ERROR) return Report(opened.result);
+  size_ = opened.size;
 
-  if (state_->listener != nullptr) state_->listener->OnFileInfo(size_, target);
+  if (state_->control.listener != nullptr) state_->control.listener->OnFileInfo(size_, target);
   if (state_->IsCancelled()) return NO_ERROR;
-  if (size_ != 0 && size_ == offset) {
-    // Kept, though no server brings a transfer here: opening calls such a file complete already.
-    SendComplete();
-    return NO_ERROR;
-  }
-  if (const uint32_t failed = PrepareFile(offset)) return Report(failed);
-  SendProgress(offset);
+  if (const uint32_t failed = PrepareFile(opened.start)) return Report(failed);
+  SendProgress(opened.start);
   return ReadAll();
 }
 
-uint32_t Transfer::Open(uint32_t* offset) {
-  const uint32_t wanted = *offset;
-  return RetryConnecting(*state_, [&] {
-    *offset = wanted;  // A failed attempt clears it.
-    return OpenRequest(&session_, state_, state_->url, offset, &size_, "GET");
-  });
+OpenResult Transfer::Open(uint32_t present) {
+  return RetryConnecting(
+      *state_, [&] { return OpenRequest(&session_, state_, state_->request.url, present, "GET"); });
 }
 
-uint32_t Transfer::PrepareFile(uint32_t offset) {
+uint32_t Transfer::PrepareFile(uint32_t start) {
   if (const uint32_t error = file_.MakeFolders()) return error;
-  const uint32_t error = file_.Open(/*go_on=*/offset > 0);
+  const uint32_t error = file_.Open(/*go_on=*/start > 0);
   return error != NO_ERROR && state_->IsCancelled() ? kCancelled : error;
 }
 
@@ -103,17 +96,17 @@ uint32_t Transfer::ReadChunk(DWORD* count) {
 // continue, that cannot succeed once there are bytes in the file. A server that drops again and
 // again without a byte is given up with what made it necessary.
 uint32_t Transfer::Reconnect(uint32_t reason) {
-  if (idle_reconnects_++ > state_->retries) return reason;
+  if (idle_reconnects_++ > state_->request.retries) return reason;
   session_.CloseRequest();
   const std::optional<uint64_t> size = file_.FlushedSize();
   // Unknown, or beyond the 32 bits of positions.
   if (!size || *size > 0xFFFFFFFF) return ERROR_INTERNET_TIMEOUT;
-  uint32_t offset = state_->resume ? static_cast<uint32_t>(*size) : 0;
-  state_->reconnecting = true;
-  const uint32_t error = Open(&offset);
-  state_->reconnecting = false;
-  if (error != NO_ERROR) return error;
-  return *size != 0 && offset != *size ? ERROR_INTERNET_TIMEOUT : NO_ERROR;
+  state_->control.reconnecting = true;
+  const OpenResult opened = Open(state_->request.resume ? static_cast<uint32_t>(*size) : 0);
+  state_->control.reconnecting = false;
+  if (opened.result != NO_ERROR) return opened.result;
+  size_ = opened.size;
+  return *size != 0 && opened.start != *size ? ERROR_INTERNET_TIMEOUT : NO_ERROR;
 }
 
 uint32_t Transfer::Finish() {
@@ -124,16 +117,17 @@ uint32_t Transfer::Finish() {
 }
 
 uint32_t Transfer::Report(uint32_t error) {
-  if (error != kCancelled && state_->listener != nullptr) state_->listener->OnError(0, error);
+  if (error != kCancelled && state_->control.listener != nullptr)
+    state_->control.listener->OnError(0, error);
   return error;
 }
 
 void Transfer::SendProgress(uint32_t bytes) {
-  if (state_->listener != nullptr) state_->listener->OnProgress(bytes);
+  if (state_->control.listener != nullptr) state_->control.listener->OnProgress(bytes);
 }
 
 void Transfer::SendComplete() {
-  if (state_->listener != nullptr) state_->listener->OnComplete(1);
+  if (state_->control.listener != nullptr) state_->control.listener->OnComplete(1);
 }
 
 }  // namespace download

@@ -24,9 +24,9 @@ class Transfer {
   uint32_t Run();
 
  private:
-  uint32_t Open(uint32_t* offset);
+  OpenResult Open(uint32_t present);
   uint32_t Reconnect(uint32_t reason);
-  uint32_t PrepareFile(uint32_t offset);
+  uint32_t PrepareFile(uint32_t start);
   uint32_t ReadAll();
   uint32_t ReadChunk(DWORD* count);
   uint32_t Finish();

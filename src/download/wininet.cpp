@@ -2,17 +2,14 @@
 
 #include <atomic>
 #include <memory>
+#include <type_traits>
+
+#include "util/find_function.h"
 
 namespace download {
 namespace {
 
 std::atomic<const WinInet*> g_functions{nullptr};
-
-template <typename Function>
-bool Find(HMODULE library, const char* name, Function* function) {
-  *function = reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(library, name)));
-  return *function != nullptr;
-}
 
 }  // namespace
 
@@ -22,7 +19,9 @@ const WinInet* LoadWinInet() {
   if (!library) return nullptr;
   auto table = std::make_unique<WinInet>();
   const auto find = [&](const char* name, auto* function) {
-    return Find(library.Get(), name, function);
+    using Function = std::remove_reference_t<decltype(*function)>;
+    *function = util::FindFunction<Function>(library.Get(), name);
+    return *function != nullptr;
   };
   const bool whole = find("InternetOpenA", &table->InternetOpenA) &&
                      // The plain name is the one that every version has.
@@ -43,6 +42,7 @@ const WinInet* LoadWinInet() {
                      find("FtpOpenFileA", &table->FtpOpenFileA) &&
                      find("FtpFindFirstFileA", &table->FtpFindFirstFileA);
   if (!whole) return nullptr;
+  (void)find("FtpGetFileSize", &table->FtpGetFileSize);
   const WinInet* expected = nullptr;
   // Of two threads that get here together, the later one gives its copy up.
   if (g_functions.compare_exchange_strong(expected, table.get())) {

@@ -8,8 +8,8 @@
 
 namespace download {
 
-// The functions of the internet library that every version of it has. A package that downloads
-// nothing never loads the library.
+// The functions of the internet library, of which every version has all but the last. A package
+// that downloads nothing never loads the library.
 struct WinInet {
   decltype(&::InternetOpenA) InternetOpenA;
   decltype(&::InternetSetStatusCallbackA) InternetSetStatusCallbackA;
@@ -28,6 +28,7 @@ struct WinInet {
   decltype(&::HttpQueryInfoA) HttpQueryInfoA;
   decltype(&::FtpOpenFileA) FtpOpenFileA;
   decltype(&::FtpFindFirstFileA) FtpFindFirstFileA;
+  decltype(&::FtpGetFileSize) FtpGetFileSize;  // Null before the fifth version.
 };
 
 // Loads the library at the first call; it then stays, because its threads do. Null, with the reason
