@@ -7,7 +7,7 @@
 # described in folder/ports: lines "name=port" for
 #   http       nginx: files with ranges, below /slow/ at 200 KB/s, /private/ for user "me" with password "secret"
 #   https      the same over TLS, with a certificate that nobody trusts
-#   drop       the same through a relay that cuts the first connection for every file in the middle
+#   drop       tests/servers/fault_server.py with the files: /cut=60000&then=ok/ cuts the first answer
 #   ftp        vsftpd: everyone may log in as "anonymous"
 #   ftp_login  vsftpd: user "ftp" with password "secret"
 # The files: small.bin (100000 bytes) and big.bin (3 MB), of random content, in folder/www. The web
@@ -30,8 +30,8 @@ openssl req -x509 -newkey rsa:2048 -nodes -days 30 -subj "/CN=127.0.0.1" \
   -keyout "$folder/key.pem" -out "$folder/certificate.pem" 2>/dev/null
 
 # All ports are held at once, so that they differ.
-read -r http https drop ftp ftp_login < <(perl -MIO::Socket::INET -e '
-  my @held = map { IO::Socket::INET->new(Listen => 1, LocalAddr => "127.0.0.1") } 1 .. 5;
+read -r http https ftp ftp_login < <(perl -MIO::Socket::INET -e '
+  my @held = map { IO::Socket::INET->new(Listen => 1, LocalAddr => "127.0.0.1") } 1 .. 4;
   print join(" ", map { $_->sockport } @held), "\n"')
 
 cat >"$folder/nginx.conf" <<CONF
@@ -100,11 +100,11 @@ start() { # name command ...
 }
 export PATH=$PATH:/usr/sbin
 start nginx nginx -p "$folder" -e "$folder/error.log" -c "$folder/nginx.conf"
-start drop perl "$here/drop_relay.pl" "$drop" "$http" 60000
+start drop python3 "$here/../tests/servers/fault_server.py" run "$folder/faults" "$folder/www"
 start ftp vsftpd "$folder/ftp.conf"
 start ftp_login vsftpd "$folder/ftp_login.conf"
 
-for port in "$http" "$https" "$drop" "$ftp" "$ftp_login"; do
+for port in "$http" "$https" "$ftp" "$ftp_login"; do
   for attempt in $(seq 100); do
     (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null && continue 2
     sleep 0.05
@@ -113,6 +113,11 @@ for port in "$http" "$https" "$drop" "$ftp" "$ftp_login"; do
   echo "start_servers: nobody listens on port $port" >&2
   exit 1
 done
+for attempt in $(seq 100); do
+  [ ! -e "$folder/faults/ports" ] || break
+  sleep 0.05
+done
+drop=$(sed -n 's/^http=//p' "$folder/faults/ports")
 # Last: who finds this file finds the servers.
 printf '%s=%s\n' http "$http" https "$https" drop "$drop" ftp "$ftp" ftp_login "$ftp_login" \
   >"$folder/ports"

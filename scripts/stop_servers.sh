@@ -5,8 +5,8 @@ folder=${1:-$(dirname "${BASH_SOURCE[0]}")/../build/servers}
 [ -e "$folder/pids" ] || exit 0
 folder=$(cd "$folder" && pwd) # As the servers' command lines name it.
 while read -r pid; do
-  # A number that another program has by now is left alone: ours name the folder or the relay.
-  if tr '\0' ' ' <"/proc/$pid/cmdline" 2>/dev/null | grep -F -e "$folder" -e drop_relay.pl >/dev/null; then
+  # A number that another program has by now is left alone: ours name the folder.
+  if tr '\0' ' ' <"/proc/$pid/cmdline" 2>/dev/null | grep -F -e "$folder" >/dev/null; then
     kill "$pid" 2>/dev/null || true
   fi
 done <"$folder/pids"

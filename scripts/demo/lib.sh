@@ -142,7 +142,8 @@ serve_and_build_sample() {
   scripts/start_servers.sh "$servers"
   local http drop ftp
   eval "$(grep -E '^(http|drop|ftp)=' "$servers/ports")"
-  package/sample/build.sh build/ship/bin "$sample" "http://127.0.0.1:$http" "http://127.0.0.1:$drop" \
+  package/sample/build.sh build/ship/bin "$sample" "http://127.0.0.1:$http" \
+    "http://127.0.0.1:$drop/cut=60000&then=ok" \
     "ftp://127.0.0.1:$ftp"
   # Read line by line: on a terminal Wine would paint its own console into ours.
   package/sample/build_setup.sh build/ship/bin "$sample" | tr -d '\r' | while read -r group name sizes; do
@@ -150,11 +151,11 @@ serve_and_build_sample() {
   done
   mv "$sample/RuntimeSetup.exe" "$sample/DriverSetup.exe" "$servers/www"
   mv "$sample/ExtrasSetup.exe" "$(cat "$servers/ftp_root")"
-  step "nginx serves http://127.0.0.1:$http, and http://127.0.0.1:$drop which drops; vsftpd ftp://127.0.0.1:$ftp"
+  step "nginx serves http://127.0.0.1:$http, a server that drops http://127.0.0.1:$drop, vsftpd ftp://127.0.0.1:$ftp"
 }
 
 # How often the web server was asked for a file, and for which part.
-requests() { grep -aE "GET (/slow)?/$1 .*$2" "$servers/access.log"; }
+requests() { grep -haE "GET (/slow|/cut[^/]*)?/$1\\b.*$2" "$servers/access.log" "$servers/faults/requests"; }
 
 wine_path() { printf 'Z:%s' "${1//\//\\}"; }
 

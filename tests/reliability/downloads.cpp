@@ -3,18 +3,19 @@
 
 #include <doctest.h>
 
+#include <winsock2.h>
+
 #include <algorithm>
-#include <memory>
+#include <set>
+#include <sstream>
 #include <string>
 
 #include "download/recording_listener.h"
-#include "reliability/faulty_server.h"
 #include "reliability/part.h"
 #include "support/download_rig.h"
-#include "support/ftp_server.h"
+#include "support/fault_server.h"
 
-using test::FaultyServer;
-using test::FtpServer;
+using test::FaultServer;
 using test::Part;
 using test::Random;
 using test::RecordingListener;
@@ -39,12 +40,65 @@ constexpr uint32_t kStated[] = {
 
 const char kOld[] = "the file of an earlier installation";
 
-std::shared_ptr<const std::string> RandomContent(Random* random) {
+size_t RandomSize(Random* random) {
   // Most between nothing and a dozen chunks; some where chunks end.
-  size_t size = random->Below(600000);
-  if (random->Chance(30)) size = random->Below(12) * 51200 + random->Below(3);
-  if (random->Chance(10)) size = random->Below(4);
-  return std::make_shared<const std::string>(random->Bytes(size));
+  if (random->Chance(10)) return random->Below(4);
+  return random->Chance(30) ? random->Below(12) * 51200 + random->Below(3) : random->Below(600000);
+}
+
+// What goes wrong with one answer. `sent` says that bytes have come before it.
+std::string RandomFault(Random* random, size_t size, bool sent) {
+  const std::string place = std::to_string(random->Below(size + 1));
+  // A byte at least: Wine takes an answer whose head is lost for an empty file.
+  const std::string reset = "reset=" + std::to_string(random->Between(1, size + 1));
+  // Plain drops are what happens most.
+  if (random->Chance(50)) return random->Chance(50) ? "cut=" + place : reset;
+  const std::string more = std::to_string(size + 1 + random->Below(1000));
+  const std::string status = std::to_string(random->Pick({304, 403, 404, 410, 416, 500, 503}));
+  return random->Pick<std::string>(
+      {"cut=" + place, reset, "cut=" + place + "&pause=2&piece=" + std::to_string(size / 8 + 1),
+       "length=" + more, "whole&cut=" + place, "from=" + place, "total=" + more,
+       "length=none&cut=" + place, "range=none", "to=" + place,
+       "length=" + std::to_string(random->Between(1, size + 1)), "status=" + status,
+       sent ? "drop" : "ok"});
+}
+
+std::string RandomSteps(Random* random, size_t size) {
+  std::string steps = "size=" + std::to_string(size);
+  const size_t faults = random->Below(6);
+  bool sent = false;
+  for (size_t i = 0; i < faults; ++i) {
+    const std::string fault = RandomFault(random, size, sent);
+    sent = sent || (i == 0 && fault.starts_with("reset=") && size != 0);
+    steps += (i == 0 ? "&" : "&then=") + fault;
+  }
+  return faults == 0 ? steps : steps + "&then=ok";
+}
+
+// What the server's answers came to.
+struct Answers {
+  // What a client may rightly take for the whole file beside the content: a server that gives no
+  // length, a wrong one or an error page for a body cannot be told from one that serves that file.
+  std::set<std::string> lies;
+  size_t drops = 0;  // Connections that ended before all was sent that had been announced.
+};
+
+Answers Judge(const FaultServer& server, const std::string& content) {
+  Answers answers;
+  for (const std::string& line : server.Log()) {
+    std::istringstream words(line);
+    std::string method, range, announced;
+    int status = 0;
+    size_t sent = 0;
+    words >> method >> range >> status >> announced >> sent;
+    const bool says_length = announced != "none";
+    const size_t length = says_length ? std::stoul(announced) : 0;
+    if (status == 0 || (says_length && sent < length)) ++answers.drops;
+    if (status == 0) answers.lies.insert("");
+    if (status == 200) answers.lies.insert(content.substr(0, says_length ? length : sent));
+    if (status >= 416) answers.lies.insert("<p>not the file</p>");
+  }
+  return answers;
 }
 
 // How a transfer ended.
@@ -110,51 +164,52 @@ void CheckLaterAttempt(Part* part, const std::string& url, const Target& target,
 }
 
 void RunHttp(Part* part, Random* random) {
-  const auto content = RandomContent(random);
-  FaultyServer server(content, random->Below(6), random);
+  const FaultServer server;
+  const std::string content = test::ServedContent(RandomSize(random));
   const Target target;
   const bool had_old = random->Chance(40);
   if (had_old) target.Write(kOld);
-  if (random->Chance(25)) target.WritePartial(content->substr(0, random->Below(content->size())));
+  if (random->Chance(25)) target.WritePartial(content.substr(0, random->Below(content.size())));
   RecordingListener listener;
   const bool may_cancel = random->Chance(15);
-  if (may_cancel) listener.cancel_after = static_cast<uint32_t>(random->Below(content->size()));
+  if (may_cancel) listener.cancel_after = static_cast<uint32_t>(random->Below(content.size()));
   const bool resume = random->Chance(90);
-  const End end = RunTransfer(server.Url(), target, &listener, resume);
-  part->Count("drops", server.drops());
-  CheckOutcome(part, end, target, *content, server.Lies(), had_old, may_cancel);
-  if (end.complete || !content->starts_with(target.Partial())) return;
+  const End end =
+      RunTransfer(server.Url(RandomSteps(random, content.size())), target, &listener, resume);
+  const Answers answers = Judge(server, content);
+  part->Count("drops", answers.drops);
+  CheckOutcome(part, end, target, content, answers.lies, had_old, may_cancel);
+  if (end.complete || !content.starts_with(target.Partial())) return;
 
-  server.BeGood();
+  const FaultServer good;
   const size_t kept = target.Partial().size();
-  const size_t before = server.requests().size();
-  CheckLaterAttempt(part, server.Url(), target, *content);
-  const auto range = server.requests().at(before).Range();
-  part->FaultIf(range.value_or(0) != kept, "resumed at " + std::to_string(range.value_or(0)) +
-                                               " with " + std::to_string(kept) + " bytes there");
+  CheckLaterAttempt(part, good.Url("size=" + std::to_string(content.size())), target, content);
+  const std::string asked = good.Asked();
+  const std::string first = asked.substr(0, asked.find(' '));
+  part->FaultIf(first != (kept == 0 ? "-" : std::to_string(kept)),
+                "resumed at " + first + " with " + std::to_string(kept) + " bytes there");
 }
 
 void RunFtp(Part* part, Random* random) {
-  const auto content = RandomContent(random);
-  const bool ends_short = random->Chance(30) && !content->empty();
-  FtpServer::Script script = {.content = content};
-  if (ends_short) script.end_after = random->Below(content->size());
-  const FtpServer server(script);
+  const FaultServer server;
+  const std::string content = test::ServedContent(RandomSize(random));
+  const std::string size = "size=" + std::to_string(content.size());
+  const bool ends_short = random->Chance(30) && !content.empty();
+  const size_t place = random->Below(content.size());
   const Target target;
   const bool had_old = random->Chance(40);
   if (had_old) target.Write(kOld);
   if (random->Chance(25)) target.WritePartial(random->Bytes(random->Below(1000)));
   RecordingListener listener;
-  const End end = RunTransfer(server.Url("/file.bin"), target, &listener);
+  const std::string cut = ends_short ? "&cut=" + std::to_string(place) : "";
+  const End end = RunTransfer(server.FtpUrl(size + cut), target, &listener);
   if (ends_short) part->Count("drops");
   part->Count("over FTP");
   std::set<std::string> lies;
   // Wine's library knows no sizes on FTP: there the end of the connection is that of the file.
-  if (ends_short && !end.knows_size) lies.insert(content->substr(0, *script.end_after));
-  CheckOutcome(part, end, target, *content, lies, had_old, /*may_cancel=*/false);
-  if (end.complete) return;
-  const FtpServer good({.content = content});
-  CheckLaterAttempt(part, good.Url("/file.bin"), target, *content);
+  if (ends_short && !end.knows_size) lies.insert(content.substr(0, place));
+  CheckOutcome(part, end, target, content, lies, had_old, /*may_cancel=*/false);
+  if (!end.complete) CheckLaterAttempt(part, server.FtpUrl(size), target, content);
 }
 
 }  // namespace

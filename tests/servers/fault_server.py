@@ -6,7 +6,7 @@
   fault_server.py run <folder> [<root>]     in the foreground
 
 <folder>/ports then holds lines "name=port": http, ftp (everyone may log in), ftp_login (user "me"
-with password "secret"). <folder>/requests has a line for every answer.
+with password "secret"). <folder>/requests has a line for every answer over HTTP.
 
 An address is /<id>/<steps>/<name>; <id> may be left out. The first request for it gets the first step,
 and so on; the last step stays. Steps are joined by "&then=", the words of a step by "&", for
@@ -19,7 +19,7 @@ both  ok            as a good server does      size=N, body=TEXT   the content, 
       pause=MS, piece=N   a pause before every piece of N bytes
 HTTP  drop          an end without an answer   reset=N   a reset after N bytes
       length=N|none what is announced          status=N  with a short page for a body, or `body`
-      whole         200 to a range             from=N, to=N, total=N   another range
+      whole         200 to a range             from=N, to=N, total=N   another range, to one
       range=none    206 without Content-Range  header=NAME: VALUE
       redirect=STEPS  to the same name (self: to itself)
       need=USER:PASSWORD, proxyneed=...  else 401 or 407
@@ -127,7 +127,6 @@ def note_end(identity, place=None, sent=0):
         ended[identity] += 1
         if place is not None and place < len(log[identity]):
             log[identity][place] += f" {sent}"
-            print(identity, log[identity][place], file=requests_file, flush=True)
         changed.notify_all()
 
 
@@ -199,9 +198,9 @@ class Http(Handler):
             status = 302
             extra.append(f"Location: {to}")
         status = address.number("status", status)
-        if status == 200 and "from" in words or asked is not None and "whole" not in words:
+        if asked is not None and "whole" not in words:
             begin = address.number("from", asked)
-            end = address.number("to", end - 1) + 1
+            end = max(min(address.number("to", end - 1) + 1, end), begin)
             if status == 200:
                 status = 206 if begin < len(address.content) else 416
         if status == 206 and words.get("range") != "none":
@@ -225,6 +224,8 @@ class Http(Handler):
                 sent = send_content(self.connection, address, begin, end)
         finally:
             note_end(address.id, place, sent)
+            line = f'"{method} {address.path}" {status} {sent} range="{header.get("range", "-")}"'
+            print(line, file=requests_file, flush=True)
         if "hang" in words or "stall" in words:
             wait_for_end(self.connection)
         elif "reset" in words:
