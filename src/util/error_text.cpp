@@ -15,13 +15,12 @@ constexpr DWORD kUserLanguage = 0x400;
 std::wstring ErrorText(DWORD code) {
   DWORD flags =
       FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
-  UniqueModule internet;
-  if (code >= kFirstInternetError && code < kEndOfInternetErrors) {
-    internet.Reset(::LoadLibraryA("wininet.dll"));
-    if (internet) flags |= FORMAT_MESSAGE_FROM_HMODULE;
-  }
+  // Loaded by whoever met such an error; without a download there is none to name.
+  const bool is_internet_error = code >= kFirstInternetError && code < kEndOfInternetErrors;
+  const HMODULE internet = is_internet_error ? ::GetModuleHandleA("wininet.dll") : nullptr;
+  if (internet != nullptr) flags |= FORMAT_MESSAGE_FROM_HMODULE;
   UniqueLocalMemory text;
-  const DWORD length = ::FormatMessageA(flags, internet.Get(), code, kUserLanguage,
+  const DWORD length = ::FormatMessageA(flags, internet, code, kUserLanguage,
                                         reinterpret_cast<char*>(text.Receive()), 0, nullptr);
   // Signed on purpose: the number reads as other tools print the same code.
   if (length == 0) return ToSignedDecimal(static_cast<int32_t>(code));

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "util/error_text.h"
+#include "util/unique_handle.h"
 #include "util/os_family.h"
 
 TEST_CASE("the program's second name makes it see Windows 98") {
@@ -14,6 +15,7 @@ TEST_CASE("the program's second name makes it see Windows 98") {
 }
 
 TEST_CASE("an error number reads as a text, and one without a text as itself, signed") {
+  const util::UniqueModule internet(::LoadLibraryA("wininet.dll"));  // As whoever downloads has it.
   for (const DWORD code : {2u, 12002u, 12007u}) {
     CAPTURE(code);
     CHECK(util::ErrorText(code).size() > 8);
