@@ -16,6 +16,7 @@ packages=(
   x11-apps x11-utils netpbm               # pictures of it
   msitools gcab                           # make the sample package from text tables
   wixl                                    # makes packages that prereqkit is tested with
+  locales                                 # other code pages to test under
   clang-format                            # the layout check
   perl                                    # the demo's narrator and the servers' set-up
 )

@@ -14,8 +14,9 @@ export WINEDLLOVERRIDES="mscoree,mshtml=${WINEDLLOVERRIDES:+;$WINEDLLOVERRIDES}"
 # Without a screen, unless one is named: what the user has in front of him is never drawn on.
 unset DISPLAY
 [ -z "${PREREQ_DISPLAY:-}" ] || export DISPLAY=$PREREQ_DISPLAY
-# The same machine everywhere: without a UTF-8 locale it could not have file names beyond ASCII.
-export LC_ALL=C.UTF-8
+# The same machine everywhere: without a UTF-8 locale it could not have file names beyond ASCII. Another one
+# gives programs the ANSI code page of its language.
+export LC_ALL=${PREREQ_LOCALE:-C.UTF-8}
 
 stamp=$WINEPREFIX/.prereq-ready-3
 make_prefix() {

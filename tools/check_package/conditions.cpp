@@ -8,20 +8,22 @@
 namespace check {
 namespace {
 
-// Names with the mark in front of them that says of what: 0 for a property.
-struct Name {
-  wchar_t mark;
+enum class TokenKind { kProperty, kMarked, kLiteral, kSign, kOther };
+
+struct Token {
+  TokenKind kind;
   std::wstring text;
-  size_t end = 0;  // Behind it in the condition.
 };
+
+constexpr std::wstring_view kMarks = L"%$?&!";
+constexpr std::wstring_view kSigns = L"=<>~";
 
 bool IsLetter(wchar_t letter) {
   const wchar_t folded = util::FoldAscii(letter);
   return (folded >= L'a' && folded <= L'z') || letter == L'_' || letter > L'\x7f';
 }
-bool IsNameLetter(wchar_t letter) {
-  return IsLetter(letter) || (letter >= L'0' && letter <= L'9') || letter == L'.';
-}
+bool IsDigit(wchar_t letter) { return letter >= L'0' && letter <= L'9'; }
+bool IsNameLetter(wchar_t letter) { return IsLetter(letter) || IsDigit(letter) || letter == L'.'; }
 
 bool IsOperator(std::wstring_view word) {
   std::wstring folded(word);
@@ -31,79 +33,78 @@ bool IsOperator(std::wstring_view word) {
                      [&](const wchar_t* one) { return folded == one; });
 }
 
-std::vector<Name> NamesIn(std::wstring_view condition) {
-  std::vector<Name> names;
+// The end of the longest run from `at` on whose letters all are of that sort.
+template <typename Predicate>
+size_t EndOf(std::wstring_view text, size_t at, Predicate fits) {
+  while (at < text.size() && fits(text[at])) ++at;
+  return at;
+}
+
+Token NextToken(std::wstring_view text, size_t* at) {
+  const size_t begin = *at;
+  const wchar_t letter = text[begin];
+  if (letter == L'"') {
+    const size_t end = text.find(L'"', begin + 1);
+    *at = end == text.npos ? text.size() : end + 1;
+    return {TokenKind::kLiteral, std::wstring(text.substr(begin + 1, end - begin - 1))};
+  }
+  const bool is_marked = kMarks.find(letter) != kMarks.npos;
+  const size_t word = is_marked ? begin + 1 : begin;
+  if (word < text.size() && IsLetter(text[word])) {
+    *at = EndOf(text, word, &IsNameLetter);
+    const std::wstring name(text.substr(word, *at - word));
+    if (is_marked) return {TokenKind::kMarked, name};
+    return {IsOperator(name) ? TokenKind::kOther : TokenKind::kProperty, name};
+  }
+  if (IsDigit(letter)) {
+    *at = EndOf(text, begin, &IsNameLetter);
+    return {TokenKind::kLiteral, std::wstring(text.substr(begin, *at - begin))};
+  }
+  if (kSigns.find(letter) != kSigns.npos) {
+    *at = EndOf(text, begin, [](wchar_t one) { return kSigns.find(one) != kSigns.npos; });
+    const size_t sign = letter == L'~' ? begin + 1 : begin;
+    return {TokenKind::kSign, std::wstring(text.substr(sign, *at - sign))};
+  }
+  *at = begin + 1;
+  return {TokenKind::kOther, std::wstring(1, letter)};
+}
+
+std::vector<Token> TokensOf(std::wstring_view condition) {
+  std::vector<Token> tokens;
   for (size_t at = 0; at < condition.size();) {
-    const wchar_t letter = condition[at];
-    if (letter == L'"') {
-      const size_t end = condition.find(L'"', at + 1);
-      at = end == condition.npos ? condition.size() : end + 1;
-      continue;
-    }
-    if (!IsLetter(letter)) {
+    if (condition[at] == L' ' || condition[at] == L'\t') {
       ++at;
       continue;
     }
-    size_t end = at;
-    while (end < condition.size() && IsNameLetter(condition[end])) ++end;
-    const wchar_t before = at == 0 ? L' ' : condition[at - 1];
-    const std::wstring_view word = condition.substr(at, end - at);
-    const bool is_marked = std::wstring_view(L"%$?&!").find(before) != std::wstring_view::npos;
-    if (is_marked) {
-      names.push_back({before, std::wstring(word), end});
-    } else if (!IsOperator(word)) {
-      names.push_back({0, std::wstring(word), end});
-    }
-    at = end;
+    tokens.push_back(NextToken(condition, &at));
   }
-  return names;
-}
-
-// True for what begins with an equals or unequal sign and a 1, quoted or not.
-bool ComparesWithOne(std::wstring_view text) {
-  const auto skip = [&](std::wstring_view what) {
-    text.remove_prefix(std::min(text.find_first_not_of(L' '), text.size()));
-    if (!text.starts_with(what)) return false;
-    text.remove_prefix(what.size());
-    return true;
-  };
-  (void)skip(L"~");
-  if (!skip(L"=") && !skip(L"<>")) return false;
-  return skip(L"\"1\"") || (skip(L"1") && (text.empty() || !IsNameLetter(text.front())));
+  return tokens;
 }
 
 }  // namespace
 
-std::vector<std::wstring> PropertiesComparedWithOne(std::wstring_view condition) {
-  std::vector<std::wstring> properties;
-  for (const Name& name : NamesIn(condition)) {
-    if (name.mark == 0 && ComparesWithOne(condition.substr(name.end))) {
-      properties.push_back(name.text);
+ConditionText::ConditionText(std::wstring_view condition) {
+  const std::vector<Token> tokens = TokensOf(condition);
+  for (size_t i = 0; i < tokens.size(); ++i) {
+    const Token& token = tokens[i];
+    if (token.kind == TokenKind::kProperty) properties.push_back(token.text);
+    if (token.kind == TokenKind::kLiteral) literals.insert(token.text);
+    names_others |= token.kind == TokenKind::kMarked;
+    if (token.kind != TokenKind::kSign || i == 0 || i + 1 == tokens.size()) continue;
+    const Token& left = tokens[i - 1];
+    const Token& right = tokens[i + 1];
+    if (left.kind == TokenKind::kProperty && right.kind == TokenKind::kLiteral) {
+      comparisons.push_back({left.text, token.text, right.text});
+    } else if (left.kind == TokenKind::kLiteral && right.kind == TokenKind::kProperty) {
+      comparisons.push_back({right.text, token.text, left.text});
     }
   }
-  return properties;
-}
-
-std::vector<std::wstring> PropertiesInCondition(std::wstring_view condition) {
-  std::vector<std::wstring> properties;
-  for (const Name& name : NamesIn(condition)) {
-    if (name.mark == 0) properties.push_back(name.text);
-  }
-  return properties;
-}
-
-bool IsConstant(std::wstring_view condition) { return NamesIn(condition).empty(); }
-
-bool NamesMoreThanProperties(std::wstring_view condition) {
-  const std::vector<Name> names = NamesIn(condition);
-  return std::any_of(names.begin(), names.end(), [](const Name& name) { return name.mark != 0; });
 }
 
 std::vector<std::wstring> PropertiesInText(std::wstring_view text) {
   std::vector<std::wstring> properties;
   for (size_t open = text.find(L'['); open != text.npos; open = text.find(L'[', open + 1)) {
-    size_t end = open + 1;
-    while (end < text.size() && IsNameLetter(text[end])) ++end;
+    const size_t end = EndOf(text, open + 1, &IsNameLetter);
     if (end < text.size() && text[end] == L']' && end > open + 1 && IsLetter(text[open + 1])) {
       properties.emplace_back(text.substr(open + 1, end - open - 1));
     }
@@ -112,5 +113,15 @@ std::vector<std::wstring> PropertiesInText(std::wstring_view text) {
 }
 
 bool HasReference(std::wstring_view text) { return !PropertiesInText(text).empty(); }
+
+std::vector<std::wstring_view> WordsIn(std::wstring_view text) {
+  std::vector<std::wstring_view> words;
+  for (size_t at = 0; at < text.size();) {
+    const size_t end = EndOf(text, at, &IsNameLetter);
+    if (end != at) words.push_back(text.substr(at, end - at));
+    at = end + 1;
+  }
+  return words;
+}
 
 }  // namespace check

@@ -2,21 +2,11 @@
 
 #include <algorithm>
 #include <iterator>
-#include <set>
 
-#include "library_image.h"
 #include "util/text.h"
 
 namespace check {
 namespace {
-
-constexpr Kind kNoBinary{L"PRE401", Severity::kError};
-constexpr Kind kNotTheLibrary{L"PRE402", Severity::kError};
-constexpr Kind kNoSuchExport{L"PRE403", Severity::kError};
-constexpr Kind kWrongSort{L"PRE404", Severity::kError};
-constexpr Kind kDeferred{L"PRE405", Severity::kError};
-constexpr Kind kAsynchronous{L"PRE406", Severity::kError};
-constexpr Kind kResultIgnored{L"PRE407", Severity::kWarning};
 
 constexpr wchar_t kTable[] = L"CustomAction";
 constexpr wchar_t kKitName[] = L"Prereq.dll";
@@ -24,96 +14,131 @@ constexpr wchar_t kKitName[] = L"Prereq.dll";
 constexpr int kLibraryInBinary = 1;
 constexpr int kFormattedDirectory = 35;
 constexpr int kFormattedProperty = 51;
+constexpr int kSortOfCode = 0x07;  // 1: a library, 5 and 6: a script.
 constexpr int kContinue = 0x40;
 constexpr int kAsync = 0x80;
 constexpr int kFirstSequence = 0x100;
 constexpr int kOncePerProcess = 0x200;
 constexpr int kInScript = 0x400;
 
-struct Export {
+constexpr struct {
   const wchar_t* name;
   Phase phase;
-};
-constexpr Export kExports[] = {
+} kExports[] = {
     {L"DoAppSearchEx", Phase::kSearch},  {L"DownloadPrereq", Phase::kDownload},
     {L"ExtractPrereq", Phase::kExtract}, {L"InstallPrereq", Phase::kInstall},
     {L"VerifyPrereq", Phase::kVerify},   {L"InstallPostPrereq", Phase::kInstallPost},
     {L"CleanPrereq", Phase::kClean},
 };
 
-const Export* FindExport(const std::wstring& name) {
-  const auto* const found = std::find_if(std::begin(kExports), std::end(kExports),
-                                         [&](const Export& one) { return name == one.name; });
-  return found == std::end(kExports) ? nullptr : found;
+std::optional<Phase> FindExport(const std::wstring& name) {
+  for (const auto& [one, phase] : kExports) {
+    if (name == one) return phase;
+  }
+  return std::nullopt;
 }
 
 std::wstring ListExports() {
   std::vector<std::wstring> names;
-  for (const Export& one : kExports) names.emplace_back(one.name);
+  for (const auto& one : kExports) names.emplace_back(one.name);
   return Listed(names);
 }
 
 bool AsksTheUser(Phase phase) { return phase != Phase::kSearch && phase != Phase::kClean; }
 
 void CheckFlags(const CustomAction& action, Report* report) {
-  const std::wstring place = Cell(kTable, action.name, L"Type");
+  const Place place = {kTable, action.name, L"Type"};
   const std::wstring number = util::ToSignedDecimal(action.type);
   if (action.type & kInScript) {
-    report->Add(kDeferred, place,
-                number +
-                    L" is a deferred, rollback or commit action, which can read neither the "
-                    L"package's tables nor its properties: it would do nothing. Use type 1");
+    report->Add(kDeferred, place, {number});
   } else if (action.type & kAsync) {
-    report->Add(kAsynchronous, place,
-                number +
-                    L" is not waited for: the installation would go on while the action still "
-                    L"works. Use type 1");
+    report->Add(kAsynchronous, place, {number});
   } else if ((action.type & kContinue) && action.phase && AsksTheUser(*action.phase)) {
-    report->Add(kResultIgnored, place,
-                number +
-                    L" ignores how the action ends: the installation goes on even when the "
-                    L"user answers No at a prompt. Use type 1");
+    report->Add(kResultIgnored, place, {number});
   }
 }
 
 // `image` is the library that the action calls; null when it could not be read.
 void CheckCall(const CustomAction& action, const LibraryImage* image, Report* report) {
   if (action.BaseType() != kLibraryInBinary) {
-    report->Add(kWrongSort, Cell(kTable, action.name, L"Type"),
-                util::ToSignedDecimal(action.type) +
-                    L" does not call a library of the table Binary, so " + Quoted(action.target) +
-                    L" does not run before the product is installed, if at all. Use type 1");
+    report->Add(kWrongSort, {kTable, action.name, L"Type"},
+                {util::ToSignedDecimal(action.type), action.target});
     return;
   }
-  const bool is_known = FindExport(action.target) != nullptr;
-  if (!is_known || (image != nullptr && !image->exports.contains(action.target))) {
-    report->Add(kNoSuchExport, Cell(kTable, action.name, L"Target"),
-                Quoted(action.target) +
-                    (is_known ? L" is not in this copy of the library; put a newer one into Binary"
-                              : L" is no action of the library, and the installation would fail "
-                                L"when it is called. There are, capitals as written: " +
-                                    ListExports()));
-    return;
+  const Place place = {kTable, action.name, L"Target"};
+  if (!FindExport(action.target)) {
+    report->Add(kNoSuchExport, place, {action.target, ListExports()});
+  } else if (image != nullptr && !image->exports.contains(action.target)) {
+    report->Add(kOldCopy, place, {action.target});
+  } else {
+    CheckFlags(action, report);
   }
-  CheckFlags(action, report);
 }
 
-// The rows of `Binary` that are the library: those that an action calls one of its exports in, and
-// the one of the kit's name.
-std::set<std::wstring> LibraryNames(const std::vector<CustomAction>& actions) {
-  std::set<std::wstring> names;
-  for (const CustomAction& action : actions) {
-    if (action.phase || (action.BaseType() == kLibraryInBinary && action.source == kKitName)) {
-      names.insert(action.source);
+// An author's own library has no two functions of these names.
+bool HasExports(const LibraryImage& image) {
+  return std::count_if(std::begin(kExports), std::end(kExports),
+                       [&](const auto& one) { return image.exports.contains(one.name); }) >= 2;
+}
+
+}  // namespace
+
+const wchar_t* ExportOf(Phase phase) {
+  const auto* const found = std::find_if(std::begin(kExports), std::end(kExports),
+                                         [&](const auto& one) { return one.phase == phase; });
+  return found->name;
+}
+
+bool CustomAction::SetsProperty() const {
+  return BaseType() == kFormattedProperty || BaseType() == kFormattedDirectory;
+}
+
+bool CustomAction::IsOwnCode() const {
+  const int sort = type & kSortOfCode;
+  return !phase && !SetsProperty() && (sort == 1 || sort == 5 || sort == 6);
+}
+
+bool CustomAction::RunsOnce() const {
+  return (type & kInScript) == 0 && (type & (kFirstSequence | kOncePerProcess)) != 0;
+}
+
+CustomActions::CustomActions(const Package& package) {
+  for (const msi::TableRow& row : package.Rows(kTable)) {
+    actions_.push_back({row.Get(L"Action"), util::ParseDecimal<int32_t>(row.Get(L"Type")),
+                        row.Get(L"Source"), row.Get(L"Target"), std::nullopt});
+  }
+  FindLibraries(package);
+  for (CustomAction& action : actions_) {
+    if (action.BaseType() == kLibraryInBinary && IsLibrary(action.source)) {
+      action.phase = FindExport(action.target);
     }
   }
-  return names;
 }
 
-std::vector<std::wstring> NamesOfCallers(const std::vector<CustomAction>& actions,
-                                         const std::wstring& library) {
+void CustomActions::FindLibraries(const Package& package) {
+  for (const CustomAction& action : actions_) {
+    const bool is_kits = action.source == kKitName;
+    const bool is_call = action.BaseType() == kLibraryInBinary;
+    if (IsLibrary(action.source) || (!is_kits && !(is_call && FindExport(action.target)))) continue;
+    std::optional<LibraryImage> image;
+    const bool is_there = package.BinaryNames().contains(action.source);
+    if (is_there) image = ReadLibraryImage(package.BinaryData(action.source));
+    // What is not there, or is no library, fails whoever wrote it.
+    if (is_kits ? is_call : !image || (image->is_32_bit && HasExports(*image))) {
+      libraries_.emplace(action.source, std::move(image));
+    }
+  }
+}
+
+const CustomAction* CustomActions::Find(const std::wstring& name) const {
+  const auto found = std::find_if(actions_.begin(), actions_.end(),
+                                  [&](const CustomAction& one) { return one.name == name; });
+  return found == actions_.end() ? nullptr : &*found;
+}
+
+std::vector<std::wstring> CustomActions::CallersOf(const std::wstring& library) const {
   std::vector<std::wstring> names;
-  for (const CustomAction& action : actions) {
+  for (const CustomAction& action : actions_) {
     if (action.BaseType() == kLibraryInBinary && action.source == library) {
       names.push_back(action.name);
     }
@@ -121,57 +146,17 @@ std::vector<std::wstring> NamesOfCallers(const std::vector<CustomAction>& action
   return names;
 }
 
-}  // namespace
-
-bool CustomAction::SetsProperty() const {
-  return BaseType() == kFormattedProperty || BaseType() == kFormattedDirectory;
-}
-
-bool CustomAction::RunsOnce() const {
-  return (type & kInScript) == 0 && (type & (kFirstSequence | kOncePerProcess)) != 0;
-}
-
-std::vector<CustomAction> LoadCustomActions(const Package& package) {
-  std::vector<CustomAction> actions;
-  for (const msi::TableRow& row :
-       package.Rows(kTable, {L"Action", L"Type", L"Source", L"Target"})) {
-    CustomAction action = {row.Get(L"Action"), util::ParseDecimal<int32_t>(row.Get(L"Type")),
-                           row.Get(L"Source"), row.Get(L"Target"), std::nullopt};
-    const Export* const found = FindExport(action.target);
-    if (action.BaseType() == kLibraryInBinary && found != nullptr) action.phase = found->phase;
-    actions.push_back(std::move(action));
-  }
-  return actions;
-}
-
-void CheckCustomActions(const Package& package, Report* report) {
-  const std::vector<CustomAction> actions = LoadCustomActions(package);
-  const std::set<std::wstring> libraries = LibraryNames(actions);
-  std::set<std::wstring> streams;
-  for (const msi::TableRow& row : package.Rows(L"Binary", {L"Name"})) {
-    streams.insert(row.Get(L"Name"));
-  }
-  for (const std::wstring& name : libraries) {
-    std::optional<LibraryImage> image;
-    if (!streams.contains(name)) {
-      report->Add(kNoBinary, Row(L"Binary", name),
-                  L"the row is missing, and the installation would fail at each custom action "
-                  L"that calls a library of that name: " +
-                      Listed(NamesOfCallers(actions, name)));
-    } else if (image = ReadLibraryImage(package.BinaryData(name)); !image || !image->is_32_bit) {
-      report->Add(kNotTheLibrary, Row(L"Binary", name),
-                  image ? L"this is not the 32-bit library: the installer cannot call it"
-                        : L"this is no library at all: the installer cannot call it");
-      image.reset();
+void CustomActions::Check(const Package& package, Report* report) const {
+  for (const auto& [name, image] : libraries_) {
+    const Place place = {L"Binary", name, {}};
+    if (!package.BinaryNames().contains(name)) {
+      report->Add(kNoBinary, place, {Listed(CallersOf(name))});
+    } else if (!image || !image->is_32_bit) {
+      report->Add(image ? kOtherLibrary : kNoLibrary, place);
     }
-    for (const CustomAction& action : actions) {
-      if (action.source == name) CheckCall(action, image ? &*image : nullptr, report);
-    }
-  }
-  for (const CustomAction& action : actions) {
-    const bool is_checked = libraries.contains(action.source);
-    if (!is_checked && !action.SetsProperty() && FindExport(action.target) != nullptr) {
-      CheckCall(action, nullptr, report);
+    const LibraryImage* const callable = image && image->is_32_bit ? &*image : nullptr;
+    for (const CustomAction& action : actions_) {
+      if (action.source == name) CheckCall(action, callable, report);
     }
   }
 }

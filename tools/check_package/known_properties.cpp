@@ -4,10 +4,11 @@
 #include <iterator>
 #include <numeric>
 
-#include "appsearch/app_search_runner.h"
 #include "appsearch/criterion.h"
+#include "contract/properties.h"
+#include "contract/tables.h"
 #include "appsearch/version.h"
-#include "custom_actions.h"
+#include "plain_text.h"
 #include "prereq/carried_properties.h"
 #include "report.h"
 #include "util/text.h"
@@ -60,9 +61,11 @@ constexpr wchar_t kInstallers[] =
     L" VersionMsi VersionNT VersionNT64 VirtualMemory WindowsBuild WindowsFolder WindowsVolume ";
 
 // What the library or the setup executable sets.
-constexpr const wchar_t* kLibrarys[] = {L"QX_RESUME",      L"QX_SETUPEXEPATH", L"QX_DOWNLOAD_DIR",
-                                        L"QX_EXTRACT_DIR", L"QX_PREREQFILES",  L"QX_PREREQDIRS",
-                                        L"QXEXTERNALUI",   L"SETUPEXEDIR"};
+constexpr const wchar_t* kLibrarys[] = {
+    contract::kResumeProperty,         contract::kSetupPathProperty,
+    contract::kDownloadFolderProperty, contract::kExtractFolderProperty,
+    contract::kFilesProperty,          contract::kFoldersProperty,
+    contract::kExternalUiProperty,     contract::kSetupFolderProperty};
 
 using appsearch::SearchKind;
 
@@ -74,7 +77,7 @@ bool FindsVersions(const msi::TableRow& row, SearchKind kind) {
   const bool may_find_one = kind == SearchKind::kSubkeys || kind == SearchKind::kValue;
   for (const wchar_t* column : {L"VerMin", L"VerMax"}) {
     appsearch::Version bound;
-    (void)appsearch::ParseVersion(util::ToAnsi(row.Get(column)), &bound);
+    (void)appsearch::ParseVersion(Plain(row.Get(column)), &bound);
     if (!bound.IsZero() || (!may_find_one && !row.Get(column).empty())) return true;
   }
   return false;
@@ -101,7 +104,8 @@ size_t Distance(const std::wstring& a, const std::wstring& b) {
 
 }  // namespace
 
-KnownProperties::KnownProperties(const Package& package) : package_(package) {
+KnownProperties::KnownProperties(const Package& package, const CustomActions& custom_actions)
+    : package_(package) {
   names_.insert(std::begin(kLibrarys), std::end(kLibrarys));
   const struct {
     const wchar_t* table;
@@ -113,22 +117,21 @@ KnownProperties::KnownProperties(const Package& package) : package_(package) {
                  {L"Upgrade", L"ActionProperty", &set_otherwise_},
                  {L"AppSearch", L"Property", &set_otherwise_}};
   for (const auto& [table, column, names] : sources) {
-    for (const msi::TableRow& row : package.Rows(table, {column})) names->insert(row.Get(column));
+    for (const msi::TableRow& row : package.Rows(table)) names->insert(row.Get(column));
   }
-  for (const std::wstring& name : util::Split(package.DefaultOf(L"SecureCustomProperties"), L';')) {
+  for (const std::wstring& name : util::Split(package.DefaultOf(contract::kSecureProperty), L';')) {
     secure_.insert(name);
   }
   names_.insert(secure_.begin(), secure_.end());
-  for (const msi::TableRow& row : package.Rows(L"AppSearch", {L"Property"})) {
+  for (const msi::TableRow& row : package.Rows(L"AppSearch")) {
     searched_.insert(row.Get(L"Property"));
   }
   AddSearches(package);
-  AddActions(package);
+  AddActions(package, custom_actions);
 }
 
 void KnownProperties::AddSearches(const Package& package) {
-  for (const msi::TableRow& row :
-       package.Rows(appsearch::kSearchTable, {L"Property", L"Type", L"VerMin", L"VerMax"})) {
+  for (const msi::TableRow& row : package.Rows(contract::kSearchTable)) {
     const std::wstring name = row.Get(L"Property");
     const auto kind = static_cast<SearchKind>(util::ParseDecimal<int32_t>(row.Get(L"Type")));
     (FindsVersions(row, kind) ? set_to_versions_ : set_otherwise_).insert(name);
@@ -139,12 +142,12 @@ void KnownProperties::AddSearches(const Package& package) {
   }
 }
 
-void KnownProperties::AddActions(const Package& package) {
-  for (const CustomAction& action : LoadCustomActions(package)) {
+void KnownProperties::AddActions(const Package& package, const CustomActions& custom_actions) {
+  for (const CustomAction& action : custom_actions.all()) {
     if (action.SetsProperty()) set_otherwise_.insert(action.source);
   }
   // An event "[NAME]" of a dialog sets that property.
-  for (const msi::TableRow& row : package.Rows(L"ControlEvent", {L"Event"})) {
+  for (const msi::TableRow& row : package.Rows(L"ControlEvent")) {
     const std::wstring event = row.Get(L"Event");
     if (event.size() > 2 && event.front() == L'[' && event.back() == L']') {
       set_otherwise_.insert(event.substr(1, event.size() - 2));
@@ -167,8 +170,12 @@ std::wstring KnownProperties::WhyNeverSet(const std::wstring& name) const {
   std::wstring why = L"no table of this package sets the property " + Quoted(name);
   why += is_public ? L". If no custom action and no command line sets it, it is always empty"
                    : L". If no custom action of yours does, it is always empty";
-  if (meant != searched_.end()) return why + L"; is " + Quoted(*meant) + L" meant?";
-  return why + L"; is it written correctly, capitals included?";
+  if (meant != searched_.end()) why += L"; is " + Quoted(*meant) + L" meant?";
+  return why;
+}
+
+std::wstring KnownProperties::ValueOnFreshMachine(const std::wstring& name) const {
+  return set_by_absence_.contains(name) ? L"1" : package_.DefaultOf(name);
 }
 
 bool KnownProperties::IsInstallers(const std::wstring& name) {

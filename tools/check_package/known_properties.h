@@ -4,6 +4,7 @@
 #include <set>
 #include <string>
 
+#include "custom_actions.h"
 #include "package.h"
 
 namespace check {
@@ -12,7 +13,7 @@ namespace check {
 // package. What a package's own programs and scripts set, no table says.
 class KnownProperties {
  public:
-  explicit KnownProperties(const Package& package);
+  KnownProperties(const Package& package, const CustomActions& custom_actions);
 
   // True also for what the opened installation has a value of.
   [[nodiscard]] bool IsSet(const std::wstring& name) const;
@@ -33,6 +34,16 @@ class KnownProperties {
   [[nodiscard]] bool HoldsVersions(const std::wstring& name) const {
     return set_to_versions_.contains(name) && !set_otherwise_.contains(name);
   }
+  // True for one that a search of the package sets, be it the library's or the installer's own.
+  [[nodiscard]] bool IsSearched(const std::wstring& name) const { return searched_.contains(name); }
+  // True when something besides the tables of searches and values gives it one while the
+  // installation runs.
+  [[nodiscard]] bool IsSetOtherwise(const std::wstring& name) const {
+    return set_otherwise_.contains(name);
+  }
+  // What a machine has on which nothing was ever found: the package's default, and 1 for what is
+  // set by absence.
+  [[nodiscard]] std::wstring ValueOnFreshMachine(const std::wstring& name) const;
   // True when `SecureCustomProperties` names it.
   [[nodiscard]] bool IsSecure(const std::wstring& name) const { return secure_.contains(name); }
   // True for one that the installer itself gives a meaning.
@@ -40,7 +51,7 @@ class KnownProperties {
 
  private:
   void AddSearches(const Package& package);
-  void AddActions(const Package& package);
+  void AddActions(const Package& package, const CustomActions& custom_actions);
 
   const Package& package_;
   std::set<std::wstring> names_;

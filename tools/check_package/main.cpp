@@ -5,47 +5,33 @@
 #include <algorithm>
 #include <iterator>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "checks.h"
+#include "options.h"
+#include "output.h"
+#include "text_file.h"
 #include "util/error_text.h"
+#include "util/md5.h"
 #include "util/text.h"
 #include "util/unique_handle.h"
+#include "version.h"
+
+#define WIDE_TEXT(text) L##text
+#define WIDE(text) WIDE_TEXT(text)
+
+// Patterns are replaced by the program itself, alike wherever it runs.
+extern "C" {
+int _dowildcard = 0;
+}
 
 namespace {
 
-constexpr wchar_t kUsage[] =
-    L"Says what is wrong in the tables that Prereq.dll reads.\n"
-    L"\n"
-    L"usage: check_package [/strict] [/ignore:KEY[,KEY...]] <package.msi>...\n"
-    L"\n"
-    L"  /strict       warnings count as errors for the exit code\n"
-    L"  /ignore:KEY   leaves out findings with that key, such as PRE512\n"
-    L"  /?, --help    this text\n"
-    L"\n"
-    L"A line for each finding:  <package>: error PRE235: <table, row, column>: <what is wrong>\n"
-    L"and one at the end:       <package>: 1 error, no warnings\n"
-    L"\n"
-    L"Exit code 0: nothing is wrong, or warnings only; 1: there are errors; 2: a package could "
-    L"not\n"
-    L"be opened, or the command line is wrong. Nothing is changed or installed. tools/README.md\n"
-    L"has every key and what it means.\n";
-
-constexpr check::Kind kNotOpened{L"PRE000", check::Severity::kError};
-
 enum ExitCode { kFine = 0, kErrors = 1, kNotChecked = 2 };
 
-struct Options {
-  bool wants_help = false;
-  bool is_strict = false;
-  bool is_understood = true;
-  std::wstring complaint;
-  std::vector<std::wstring> ignored;
-  std::vector<std::wstring> packages;
-};
+constexpr wchar_t kVersion[] = WIDE(PREREQ_VERSION_TEXT);
 
-// A console gets the letters as they are, a file or another program those of the ANSI code page.
+// A console gets the letters as they are, a file or another program UTF-8.
 void Print(DWORD stream, const std::wstring& text) {
   const HANDLE out = ::GetStdHandle(stream);
   DWORD mode = 0;
@@ -54,46 +40,8 @@ void Print(DWORD stream, const std::wstring& text) {
     ::WriteConsoleW(out, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
     return;
   }
-  const std::string narrow = util::ToAnsi(text);
+  const std::string narrow = check::ToUtf8(text);
   ::WriteFile(out, narrow.data(), static_cast<DWORD>(narrow.size()), &written, nullptr);
-}
-
-void PrintLine(const std::wstring& line) { Print(STD_OUTPUT_HANDLE, line + L"\r\n"); }
-
-wchar_t ToUpper(wchar_t letter) {
-  return letter >= L'a' && letter <= L'z' ? static_cast<wchar_t>(letter - L'a' + L'A') : letter;
-}
-
-Options ReadOptions(int count, wchar_t** values) {
-  constexpr std::wstring_view kIgnore = L"/ignore:";
-  Options options;
-  for (int i = 1; i < count; ++i) {
-    const std::wstring value = values[i];
-    if (value == L"/?" || value == L"-?" || value == L"/help" || value == L"--help") {
-      options.wants_help = true;
-    } else if (value == L"/strict" || value == L"--strict") {
-      options.is_strict = true;
-    } else if (value.starts_with(kIgnore) || value.starts_with(L"--ignore=")) {
-      const size_t start = value.find_first_of(L":=") + 1;
-      for (std::wstring& key : util::Split(value.substr(start), L',')) {
-        if (key.empty()) continue;
-        const std::wstring as_written = key;
-        std::transform(key.begin(), key.end(), key.begin(), &ToUpper);
-        if (!check::IsKey(key)) {
-          options.complaint = check::Quoted(as_written) + L" is the key of no finding\n\n";
-        }
-        options.ignored.push_back(std::move(key));
-      }
-    } else if (value.starts_with(L'-') ||
-               (value.starts_with(L'/') && value.find(L'/', 1) == value.npos)) {
-      // A path of another system has a second slash.
-      options.is_understood = false;
-    } else {
-      options.packages.push_back(value);
-    }
-  }
-  if (options.packages.empty() || !options.complaint.empty()) options.is_understood = false;
-  return options;
 }
 
 std::wstring WithReason(const wchar_t* text, DWORD error) {
@@ -107,7 +55,8 @@ std::wstring WhyNotOpened(const std::wstring& path, DWORD error) {
   const DWORD attributes = ::GetFileAttributesW(path.c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     const DWORD reason = ::GetLastError();
-    return reason == ERROR_FILE_NOT_FOUND || reason == ERROR_PATH_NOT_FOUND
+    return reason == ERROR_FILE_NOT_FOUND || reason == ERROR_PATH_NOT_FOUND ||
+                   reason == ERROR_INVALID_NAME  // A pattern that nothing fits.
                ? L"there is no such file"
                : WithReason(L"the file cannot be opened: ", reason);
   }
@@ -128,37 +77,108 @@ std::wstring WhyNotOpened(const std::wstring& path, DWORD error) {
   return WithReason(L"the file is no installer package, or a damaged one: ", error);
 }
 
-ExitCode Check(const std::wstring& path, const Options& options) {
+// What the package was made from must have another code, unless it is that very file.
+void CheckBase(const check::Package& package, const std::wstring& path, const std::wstring& base,
+               check::Report* report) {
+  check::Package other;
+  if (const DWORD error = other.OpenToRead(base)) {
+    report->Add(check::kNotOpened, {}, {base + L": " + WhyNotOpened(base, error)});
+  } else if (package.PackageCode() == other.PackageCode() &&
+             util::ReadFileMd5(path) != util::ReadFileMd5(base)) {
+    report->Add(check::kSamePackageCode, {}, {package.PackageCode(), base});
+  }
+}
+
+check::Verdict Check(const std::wstring& path, check::Options* options) {
+  check::Verdict verdict = {check::Report(path)};
   check::Package package;
   if (const DWORD error = package.Open(path)) {
-    PrintLine(check::FormatFinding(path, {kNotOpened, L"", WhyNotOpened(path, error)}));
+    verdict.was_opened = false;
+    verdict.report.Add(check::kNotOpened, {}, {WhyNotOpened(path, error)});
+    return verdict;
+  }
+  check::IgnoreList beside;
+  beside.AddFile(path + L".ignore");
+  if (!options->base.empty()) CheckBase(package, path, options->base, &verdict.report);
+  check::CheckPackage(package, &verdict.report);
+  // Each list takes its own away, so that both know what they were for.
+  check::Report all = verdict.report;
+  options->ignored.Apply(&all);
+  beside.Apply(&verdict.report);
+  options->ignored.Apply(&verdict.report);
+  beside.ReportUnused(&verdict.report);
+  return verdict;
+}
+
+// What is being checked, for OnCrash.
+const std::wstring* current_package = nullptr;
+
+// A damaged package can bring the installer's own library down; that is a finding like any other. A
+// fault in this program stays a crash.
+LONG WINAPI OnCrash(EXCEPTION_POINTERS* crash) {
+  MEMORY_BASIC_INFORMATION place = {};
+  ::VirtualQuery(crash->ExceptionRecord->ExceptionAddress, &place, sizeof(place));
+  if (current_package == nullptr || place.AllocationBase == ::GetModuleHandleW(nullptr)) {
+    return EXCEPTION_CONTINUE_SEARCH;
+  }
+  check::Verdict verdict = {check::Report(*current_package), /*was_opened=*/false};
+  verdict.report.Add(check::kNotOpened, {},
+                     {L"the installer fails on this file, which must be damaged"});
+  Print(STD_OUTPUT_HANDLE, check::FormatText(verdict));
+  ::TerminateProcess(::GetCurrentProcess(), kNotChecked);
+  return EXCEPTION_EXECUTE_HANDLER;
+}
+
+ExitCode CodeOf(const check::Verdict& verdict, bool is_strict) {
+  const auto& findings = verdict.report.findings();
+  if (std::any_of(findings.begin(), findings.end(), [](const check::Finding& finding) {
+        return finding.kind == check::kNotOpened.kind;
+      })) {
     return kNotChecked;
   }
-  check::Report report;
-  for (const std::wstring& key : options.ignored) report.Ignore(key);
-  check::CheckPackage(package, &report);
-  for (const check::Finding& finding : report.findings()) {
-    PrintLine(check::FormatFinding(path, finding));
-  }
-  PrintLine(check::FormatVerdict(path, report));
-  const bool fails = report.Count(check::Severity::kError) != 0 ||
-                     (options.is_strict && !report.findings().empty());
+  const bool fails = verdict.report.Count(check::Severity::kError) != 0 ||
+                     (is_strict && !verdict.report.findings().empty());
   return fails ? kErrors : kFine;
+}
+
+int Run(check::Options* options) {
+  std::vector<check::Verdict> verdicts;
+  ::SetUnhandledExceptionFilter(&OnCrash);
+  for (const std::wstring& path : options->packages) {
+    current_package = &path;
+    verdicts.push_back(Check(path, options));
+  }
+  current_package = nullptr;
+  check::Verdict of_command_line = {check::Report(L"command line")};
+  options->ignored.ReportUnused(&of_command_line.report);
+  if (!of_command_line.report.findings().empty()) verdicts.push_back(std::move(of_command_line));
+  std::wstring text;
+  int code = kFine;
+  for (const check::Verdict& verdict : verdicts) {
+    code = std::max<int>(code, CodeOf(verdict, options->is_strict));
+    if (options->format == check::OutputFormat::kText) text += check::FormatText(verdict);
+  }
+  if (options->format == check::OutputFormat::kJson) text = check::FormatJson(verdicts);
+  if (options->format == check::OutputFormat::kSarif) text = check::FormatSarif(verdicts, kVersion);
+  Print(STD_OUTPUT_HANDLE, text);
+  return code;
 }
 
 }  // namespace
 
 int wmain(int count, wchar_t** values) {
-  const Options options = ReadOptions(count, values);
-  if (options.wants_help || !options.is_understood) {
-    Print(options.wants_help ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE,
-          (options.wants_help ? L"" : options.complaint) + kUsage);
-    return options.wants_help ? kFine : kNotChecked;
+  check::Options options = check::ReadOptions({values + 1, values + count});
+  if (options.wants_help) {
+    Print(STD_OUTPUT_HANDLE, check::kUsage);
+    return kFine;
   }
-  int result = kFine;
-  for (const std::wstring& path : options.packages) {
-    const ExitCode code = Check(path, options);
-    if (code > result) result = code;
+  if (!options.complaint.empty()) {
+    Print(STD_ERROR_HANDLE, options.complaint + L"\n\n" + check::kUsage);
+    return kNotChecked;
   }
-  return result;
+  if (options.wants_version) {
+    Print(STD_OUTPUT_HANDLE, std::wstring(L"check_package ") + kVersion + L"\r\n");
+    return kFine;
+  }
+  return Run(&options);
 }

@@ -1,9 +1,15 @@
 #include "package.h"
 
+#include <msiquery.h>
+
+#include <algorithm>
+
 #include "util/text.h"
 
 namespace check {
 namespace {
+
+constexpr UINT kRevisionNumber = 9;  // Where the summary information keeps the package code.
 
 std::wstring FullPath(const std::wstring& path) {
   const DWORD size = ::GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
@@ -22,6 +28,28 @@ std::wstring FieldText(MSIHANDLE record, UINT field) {
   return text;
 }
 
+// The condition once without and once with the values, which do not outlast the call.
+class ScopedValues {
+ public:
+  ScopedValues(const msi::InstallerSession& session, const Values& values) : session_(session) {
+    for (const auto& [name, value] : values) {
+      const std::wstring own = session.GetProperty(name);
+      if (own == value) continue;
+      own_[name] = own;
+      session.SetProperty(name, value);
+    }
+  }
+  ScopedValues(const ScopedValues&) = delete;
+  ScopedValues& operator=(const ScopedValues&) = delete;
+  ~ScopedValues() {
+    for (const auto& [name, value] : own_) session_.SetProperty(name, value);
+  }
+
+ private:
+  const msi::InstallerSession& session_;
+  Values own_;
+};
+
 }  // namespace
 
 Package::~Package() {
@@ -31,12 +59,15 @@ Package::~Package() {
 }
 
 DWORD Package::Open(const std::wstring& path) {
+  const DWORD error = OpenToRead(path);
+  if (error == ERROR_SUCCESS) OpenSession();
+  return error;
+}
+
+DWORD Package::OpenToRead(const std::wstring& path) {
   path_ = FullPath(path);
   folder_ = path_.substr(0, path_.rfind(L'\\') + 1);
-  if (const UINT error = ::MsiOpenDatabaseW(path_.c_str(), MSIDBOPEN_READONLY, database_.Receive()))
-    return error;
-  OpenSession();
-  return ERROR_SUCCESS;
+  return ::MsiOpenDatabaseW(path_.c_str(), MSIDBOPEN_READONLY, database_.Receive());
 }
 
 void Package::OpenSession() {
@@ -53,8 +84,21 @@ msi::UniqueMsiHandle Package::OpenDatabase() const {
   return database;
 }
 
-bool Package::HasTable(const wchar_t* table) const {
-  return ::MsiDatabaseIsTablePersistentW(database_.Get(), table) == MSICONDITION_TRUE;
+bool Package::HasTable(const std::wstring& table) const {
+  return ::MsiDatabaseIsTablePersistentW(database_.Get(), table.c_str()) == MSICONDITION_TRUE;
+}
+
+std::vector<std::wstring> Package::TextTables() const {
+  std::vector<std::wstring> tables;
+  msi::TableSnapshot snapshot(OpenDatabase(), L"_Tables");
+  snapshot.Load({L"Name"});
+  for (const msi::TableRow& row : snapshot) {
+    const std::vector<Column> columns = Columns(row.Get(L"Name"));
+    const bool has_stream = std::any_of(columns.begin(), columns.end(),
+                                        [](const Column& column) { return column.type == L'v'; });
+    if (!has_stream) tables.push_back(row.Get(L"Name"));
+  }
+  return tables;
 }
 
 std::vector<Column> Package::Columns(const std::wstring& table) const {
@@ -75,13 +119,33 @@ std::vector<Column> Package::Columns(const std::wstring& table) const {
   return columns;
 }
 
-std::vector<msi::TableRow> Package::Rows(const wchar_t* table,
-                                         std::initializer_list<const wchar_t*> columns) const {
-  if (!HasTable(table)) return {};
-  // A snapshot keeps the database that it reads, so each has one of its own.
-  msi::TableSnapshot snapshot(OpenDatabase(), table);
-  snapshot.Load(columns);
-  return {snapshot.begin(), snapshot.end()};
+const std::vector<msi::TableRow>& Package::Rows(const std::wstring& table) const {
+  const auto [place, is_new] = tables_.try_emplace(table);
+  if (is_new && HasTable(table)) {
+    // A snapshot keeps the database that it reads, so each has one of its own.
+    msi::TableSnapshot snapshot(OpenDatabase(), table);
+    snapshot.Load({});
+    place->second.assign(snapshot.begin(), snapshot.end());
+  }
+  return place->second;
+}
+
+std::set<std::wstring> Package::Cells(const std::wstring& table, const wchar_t* column) const {
+  std::set<std::wstring> cells;
+  for (const msi::TableRow& row : Rows(table)) cells.insert(row.Get(column));
+  return cells;
+}
+
+const std::set<std::wstring>& Package::BinaryNames() const {
+  if (!binaries_) {
+    binaries_.emplace();
+    if (HasTable(L"Binary")) {
+      msi::TableSnapshot snapshot(OpenDatabase(), L"Binary");
+      snapshot.Load({L"Name"});
+      for (const msi::TableRow& row : snapshot) binaries_->insert(row.Get(L"Name"));
+    }
+  }
+  return *binaries_;
 }
 
 std::vector<unsigned char> Package::BinaryData(const std::wstring& name) const {
@@ -92,24 +156,42 @@ std::vector<unsigned char> Package::BinaryData(const std::wstring& name) const {
 }
 
 std::wstring Package::DefaultOf(const std::wstring& property) const {
-  for (const msi::TableRow& row : Rows(L"Property", {L"Property", L"Value"})) {
-    if (row.Get(L"Property") == property) return row.Get(L"Value");
+  if (!defaults_) {
+    defaults_.emplace();
+    for (const msi::TableRow& row : Rows(L"Property")) {
+      (*defaults_)[row.Get(L"Property")] = row.Get(L"Value");
+    }
   }
-  return {};
+  const auto found = defaults_->find(property);
+  return found == defaults_->end() ? std::wstring() : found->second;
 }
 
-std::optional<MSICONDITION> Package::Evaluate(const std::wstring& condition) const {
+std::wstring Package::PackageCode() const {
+  msi::UniqueMsiHandle summary;
+  std::wstring code;
+  if (::MsiGetSummaryInformationW(database_.Get(), nullptr, 0, summary.Receive()) !=
+      ERROR_SUCCESS) {
+    return code;
+  }
+  (void)msi::ReadSized(
+      [&](wchar_t* buffer, DWORD* length) {
+        UINT type = 0;
+        return ::MsiSummaryInfoGetPropertyW(summary.Get(), kRevisionNumber, &type, nullptr, nullptr,
+                                            buffer, length);
+      },
+      &code);
+  return code;
+}
+
+std::optional<MSICONDITION> Package::Evaluate(const std::wstring& condition,
+                                              const Values& values) const {
   if (!session_) return std::nullopt;
+  const ScopedValues scope(*session_, values);
   return session_->GetConditionState(condition);
 }
 
-std::optional<MSICONDITION> Package::EvaluateAt(int ui_level, const std::wstring& condition) const {
-  if (!session_) return std::nullopt;
-  const std::wstring own = session_->GetProperty(L"UILevel");
-  session_->SetProperty(L"UILevel", util::ToSignedDecimal(ui_level));
-  const MSICONDITION state = session_->GetConditionState(condition);
-  session_->SetProperty(L"UILevel", own);
-  return state;
+std::wstring Package::Format(const std::wstring& text) const {
+  return session_ ? msi::FormatText(*session_, text) : std::wstring();
 }
 
 }  // namespace check

@@ -3,30 +3,25 @@
 
 #include "checks.h"
 #include "conditions.h"
+#include "contract/properties.h"
 #include "prereq/carried_properties.h"
-#include "prereq/rows.h"
-#include "prereq/work_folders.h"
 #include "util/text.h"
 
 namespace check {
 namespace {
 
-constexpr Kind kResumeNotSecure{L"PRE701", Severity::kWarning};
-constexpr Kind kSecureNeverMatches{L"PRE702", Severity::kWarning};
-constexpr Kind kNotPassedOn{L"PRE703", Severity::kWarning};
-constexpr Kind kNoFullPath{L"PRE704", Severity::kError};
-constexpr Kind kUnknownReference{L"PRE705", Severity::kWarning};
-constexpr Kind kWrongCapitals{L"PRE706", Severity::kError};
-constexpr Kind kLibrarysOwn{L"PRE707", Severity::kError};
-
 constexpr wchar_t kTable[] = L"Property";
-constexpr wchar_t kSecure[] = L"SecureCustomProperties";
-constexpr wchar_t kExtractFolder[] = L"QX_EXTRACT_DIR";
 
 // What the library reads, in the way it reads them.
 constexpr const wchar_t* kNames[] = {
-    L"QX_DOWNLOAD_DIR", kExtractFolder, L"QX_FilesInsideExe", L"QX_SETUPEXEPATH", L"QXEXTERNALUI",
-    L"QX_RESUME",       kSecure};
+    contract::kDownloadFolderProperty, contract::kExtractFolderProperty,
+    contract::kFilesInsideProperty,    contract::kSetupPathProperty,
+    contract::kExternalUiProperty,     contract::kResumeProperty,
+    contract::kSecureProperty};
+
+// Folders below which every user can make others.
+constexpr const wchar_t* kOpenFolders[] = {
+    L"[WindowsVolume]", L"[ROOTDRIVE]", L"[CommonAppDataFolder]", L"[PrimaryVolumePath]", L"\\\\"};
 
 std::wstring Folded(std::wstring text) {
   std::transform(text.begin(), text.end(), text.begin(), &util::FoldAscii);
@@ -34,100 +29,79 @@ std::wstring Folded(std::wstring text) {
 }
 
 void CheckSecure(const Context& context) {
+  const Place place = {kTable, contract::kSecureProperty, {}};
   const bool installs =
       context.schedule.Runs(Phase::kInstall) || context.schedule.Runs(Phase::kInstallPost);
-  if (installs && !context.properties.IsSecure(L"QX_RESUME")) {
-    context.report->Add(kResumeNotSecure, Row(kTable, kSecure),
-                        L"QX_RESUME is not in the list: after a restart in the middle, the "
-                        L"elevated part of the installation does not learn that it goes on");
+  if (installs && !context.properties.IsSecure(contract::kResumeProperty)) {
+    context.report->Add(kResumeNotSecure, place);
   }
-  for (const std::wstring& name : util::Split(context.package.DefaultOf(kSecure), L';')) {
+  for (const std::wstring& name :
+       util::Split(context.package.DefaultOf(contract::kSecureProperty), L';')) {
     if (name.empty()) continue;
     const bool has_blank = name.front() == L' ' || name.back() == L' ';
     if (!has_blank && prereq::IsPublicPropertyName(name)) continue;
-    context.report->Add(kSecureNeverMatches, Row(kTable, kSecure),
-                        Quoted(name) + (has_blank ? L" has a blank beside it, which counts as part "
-                                                    L"of the name: the property is not passed on"
-                                                  : L" has small letters: the installer passes on "
-                                                    L"names in capitals only"));
+    context.report->Add(has_blank ? kBlankInSecure : kSmallInSecure, place, {name});
   }
 }
 
 // Prerequisites inside the setup executable.
 void CheckPacked(const Context& context) {
-  if (!context.properties.IsSet(L"QX_FilesInsideExe")) return;
-  const std::vector<msi::TableRow> rows =
-      context.package.Rows(prereq::kPrerequisiteTable, {L"Location"});
-  if (std::none_of(rows.begin(), rows.end(), [](const msi::TableRow& row) {
-        return prereq::ReadPrerequisite(row).location == prereq::Location::kCarried;
-      })) {
-    return;
-  }
-  const bool has_folder = !context.package.DefaultOf(kExtractFolder).empty();
-  const auto& custom = context.schedule.custom_actions;
-  const bool is_set_by_action =
-      std::any_of(custom.begin(), custom.end(), [](const CustomAction& action) {
-        return action.SetsProperty() && action.source == kExtractFolder;
-      });
-  if (context.schedule.execute.First(Phase::kExtract) == nullptr) return;
-  for (const wchar_t* name : {kExtractFolder, L"QX_SETUPEXEPATH"}) {
+  if (!context.properties.IsSet(contract::kFilesInsideProperty)) return;
+  const bool any_inside = std::any_of(context.prerequisites.begin(), context.prerequisites.end(),
+                                      [](const PrerequisiteRow& row) { return row.IsCarried(); });
+  if (!any_inside || context.schedule.execute.First(Phase::kExtract) == nullptr) return;
+  const bool has_folder = !context.package.DefaultOf(contract::kExtractFolderProperty).empty() ||
+                          context.properties.IsSetOtherwise(contract::kExtractFolderProperty);
+  for (const wchar_t* name : {contract::kExtractFolderProperty, contract::kSetupPathProperty}) {
     if (context.properties.IsSecure(name) ||
-        (name == kExtractFolder && (has_folder || is_set_by_action))) {
+        (name == contract::kExtractFolderProperty && has_folder))
       continue;
-    }
-    context.report->Add(kNotPassedOn, Row(kTable, kSecure),
-                        std::wstring(name) +
-                            L" is not in the list, so what the setup executable says does not "
-                            L"reach InstallExecuteSequence, and nothing is unpacked there");
+    context.report->Add(kNotPassedOn, {kTable, contract::kSecureProperty, {}}, {name});
   }
 }
 
 void CheckFolder(const Context& context, const wchar_t* name) {
   const std::wstring value = context.package.DefaultOf(name);
   if (value.empty() || context.package.session() == nullptr) return;
+  const Place place = {kTable, name, {}};
   bool is_known = true;
   for (const std::wstring& reference : PropertiesInText(value)) {
     if (context.properties.IsSet(reference)) continue;
     is_known = false;
-    context.report->Add(kUnknownReference, Row(kTable, name),
-                        L"no table of this package sets the property [" + reference +
-                            L"], so nothing is put in its place. Is it written correctly, capitals "
-                            L"included?");
+    context.report->Add(kFolderOnUnset, place, {reference});
   }
   // Folders of the package are known only later.
-  const std::vector<msi::TableRow> folders = context.package.Rows(L"Directory", {L"Directory"});
-  const bool names_folder =
-      std::any_of(folders.begin(), folders.end(), [&](const msi::TableRow& row) {
-        return value.find(L"[" + row.Get(L"Directory") + L"]") != value.npos;
-      });
-  const std::wstring folder = msi::FormatText(*context.package.session(), value);
-  if (!is_known || names_folder || folder.starts_with(L'\\') || folder.find(L':') != folder.npos) {
-    return;
+  const std::set<std::wstring> folders = context.package.Cells(L"Directory", L"Directory");
+  const bool names_folder = std::any_of(
+      folders.begin(), folders.end(),
+      [&](const std::wstring& folder) { return value.find(L"[" + folder + L"]") != value.npos; });
+  const std::wstring folder = context.package.Format(value);
+  const bool is_full = folder.starts_with(L'\\') || folder.find(L':') != folder.npos;
+  if (is_known && !names_folder && !is_full) context.report->Add(kNoFullPath, place, {value});
+}
+
+// A drive's root and a share are open to all, as far as the package can know.
+void CheckWhoCanWrite(const Context& context) {
+  const std::wstring value = context.package.DefaultOf(contract::kDownloadFolderProperty);
+  const bool has_drive = value.size() > 1 && value[1] == L':';
+  if (has_drive || std::any_of(std::begin(kOpenFolders), std::end(kOpenFolders),
+                               [&](const wchar_t* open) { return value.starts_with(open); })) {
+    context.report->Add(kOthersWrite, {kTable, contract::kDownloadFolderProperty, {}}, {value});
   }
-  context.report->Add(kNoFullPath, Row(kTable, name),
-                      Quoted(value) +
-                          L" is no full path: no setup file in it is ever found. Begin "
-                          L"with a folder such as [TempFolder]");
 }
 
 void CheckNames(const Context& context) {
-  for (const msi::TableRow& row : context.package.Rows(kTable, {L"Property"})) {
+  for (const msi::TableRow& row : context.package.Rows(kTable)) {
     const std::wstring name = row.Get(L"Property");
-    if (name == prereq::kFilesProperty || name == prereq::kFoldersProperty) {
-      context.report->Add(kLibrarysOwn, Row(kTable, name),
-                          L"the library keeps its own list in this property. With a value of the "
-                          L"package's in it, the wrong files are cleaned up or none; leave it out");
+    const Place place = {kTable, name, {}};
+    if (name == contract::kFilesProperty || name == contract::kFoldersProperty) {
+      context.report->Add(kOwnList, place);
     }
-    if (name == L"QX_RESUME") {
-      context.report->Add(kLibrarysOwn, Row(kTable, name),
-                          L"the property says that the installation goes on after a restart; set "
-                          L"in the package, it always says so. Leave it out");
-    }
+    if (name == contract::kResumeProperty) context.report->Add(kAlwaysResumed, place);
     for (const wchar_t* known : kNames) {
-      if (name == known || Folded(name) != Folded(known)) continue;
-      context.report->Add(kWrongCapitals, Row(kTable, name),
-                          std::wstring(L"nobody reads this property; the name is ") + known +
-                              L", capitals as written");
+      if (name != known && Folded(name) == Folded(known)) {
+        context.report->Add(kWrongCapitals, place, {known});
+      }
     }
   }
 }
@@ -137,8 +111,9 @@ void CheckNames(const Context& context) {
 void CheckProperties(const Context& context) {
   CheckSecure(context);
   CheckPacked(context);
-  CheckFolder(context, L"QX_DOWNLOAD_DIR");
-  CheckFolder(context, kExtractFolder);
+  CheckFolder(context, contract::kDownloadFolderProperty);
+  CheckFolder(context, contract::kExtractFolderProperty);
+  CheckWhoCanWrite(context);
   CheckNames(context);
 }
 

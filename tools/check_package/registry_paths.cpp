@@ -1,121 +1,97 @@
-#include <windows.h>
-
 #include <algorithm>
 #include <iterator>
 
+#include "appsearch/folder_resolver.h"
 #include "appsearch/registry_values.h"
-#include "checks.h"
 #include "conditions.h"
-#include "util/text.h"
+#include "plain_text.h"
+#include "search.h"
 
 namespace check {
 namespace {
 
-constexpr Kind kUnknownRoot{L"PRE330", Severity::kError};
-constexpr Kind kHangsByTable{L"PRE331", Severity::kError};
-constexpr Kind kHangsEverywhere{L"PRE332", Severity::kError};
-constexpr Kind kHangsHere{L"PRE333", Severity::kWarning};
+using appsearch::SearchKind;
 
 // Ways to say HKEY_USERS, which is what every unknown root stands for.
 constexpr const wchar_t* kUsersRoots[] = {L"HKU", L"HKEY_USERS"};
 
-// Values of Windows that are of other types than text and number, in capitals. A "*" at the end
-// stands for every value of the key.
-constexpr const wchar_t* kKnownOthers[] = {
-    L"HKLM\\SYSTEM\\CURRENTCONTROLSET\\CONTROL\\SESSION MANAGER\\PENDINGFILERENAMEOPERATIONS",
-    L"HKLM\\SYSTEM\\CURRENTCONTROLSET\\CONTROL\\SESSION MANAGER\\PENDINGFILERENAMEOPERATIONS2",
-    L"HKLM\\SYSTEM\\CURRENTCONTROLSET\\CONTROL\\SESSION MANAGER\\ENVIRONMENT\\PATH",
-    L"HKLM\\SYSTEM\\CURRENTCONTROLSET\\CONTROL\\SESSION MANAGER\\ENVIRONMENT\\TEMP",
-    L"HKLM\\SYSTEM\\CURRENTCONTROLSET\\CONTROL\\SESSION MANAGER\\ENVIRONMENT\\TMP",
-    L"HKLM\\SYSTEM\\CURRENTCONTROLSET\\CONTROL\\SESSION MANAGER\\ENVIRONMENT\\COMSPEC",
-    L"HKLM\\SYSTEM\\CURRENTCONTROLSET\\CONTROL\\SESSION MANAGER\\ENVIRONMENT\\WINDIR",
-    L"HKCU\\ENVIRONMENT\\TEMP",
-    L"HKCU\\ENVIRONMENT\\TMP",
-    L"HKLM\\SOFTWARE\\MICROSOFT\\WINDOWS\\CURRENTVERSION\\DEVICEPATH",
-    L"HKLM\\SOFTWARE\\MICROSOFT\\WINDOWS\\CURRENTVERSION\\PROGRAMFILESPATH",
-    L"HKLM\\SOFTWARE\\MICROSOFT\\WINDOWS NT\\CURRENTVERSION\\DIGITALPRODUCTID",
-    L"HKLM\\SOFTWARE\\MICROSOFT\\WINDOWS\\CURRENTVERSION\\EXPLORER\\USER SHELL FOLDERS\\*",
-    L"HKCU\\SOFTWARE\\MICROSOFT\\WINDOWS\\CURRENTVERSION\\EXPLORER\\USER SHELL FOLDERS\\*",
-};
-
-// A text of the table `Registry` that is neither a plain text nor a number.
-const wchar_t* OtherTypeOf(const std::wstring& value) {
-  if (value.find(L"[~]") != value.npos) return L"a list of texts (REG_MULTI_SZ)";
-  if (value.starts_with(L"#%")) return L"a text to expand (REG_EXPAND_SZ)";
-  if (value.starts_with(L"#x")) return L"binary data (REG_BINARY)";
-  return nullptr;
+void CheckRoot(const Context& context, const Place& place, const std::wstring& path) {
+  const std::wstring root = path.substr(0, path.find(L'\\'));
+  if (!HasReference(root) && appsearch::ParseRoot(Plain(root)) == HKEY_USERS &&
+      std::none_of(std::begin(kUsersRoots), std::end(kUsersRoots),
+                   [&](const wchar_t* one) { return root == one; })) {
+    context.report->Add(kUnknownRoot, place, {root});
+  }
+  if (path.find(L"\\\\") != path.npos) context.report->Add(kDoubledBackslash, place, {path});
 }
 
-std::wstring Folded(std::wstring text) {
-  ::CharUpperBuffW(text.data(), static_cast<DWORD>(text.size()));
-  return text;
+// The value of a comparison: that its type can be read.
+void CheckComparedValue(const Context& context, const Search& search, const std::wstring& path,
+                        bool view64) {
+  const Place place = search.At(L"SearchString");
+  const auto found = search.types.Find(path, view64);
+  if (!found) return;
+  switch (found->source) {
+    case OtherType::Source::kPackage:
+      context.report->Add(kHangsByTable, place, {path, found->type, found->row});
+      break;
+    case OtherType::Source::kWindows:
+      context.report->Add(kHangsEverywhere, place, {path});
+      break;
+    case OtherType::Source::kThisMachine:
+      context.report->Add(kHangsHere, place, {path});
+  }
 }
 
-// The path of a row of `Registry`, in capitals; empty for the root that depends on the
-// installation.
-std::wstring PathOf(const msi::TableRow& row) {
-  constexpr const wchar_t* kRoots[] = {L"HKCR", L"HKCU", L"HKLM"};
-  const auto root = util::ParseDecimal<int32_t>(row.Get(L"Root"));
-  if (root < 0 || root >= static_cast<int32_t>(std::size(kRoots))) return {};
-  return Folded(std::wstring(kRoots[root]) + L"\\" + row.Get(L"Key") + L"\\" + row.Get(L"Name"));
+// A "%NAME%" in the text that is not within brackets; empty when there is none.
+std::wstring FindVariable(const std::wstring& text) {
+  for (size_t open = text.find(L'%'); open != text.npos; open = text.find(L'%', open + 1)) {
+    const size_t close = text.find(L'%', open + 1);
+    if (close == text.npos || (open != 0 && text[open - 1] == L'[')) continue;
+    const std::wstring name = text.substr(open + 1, close - open - 1);
+    const std::vector<std::wstring_view> words = WordsIn(name);
+    if (words.size() == 1 && words[0] == name) return L"%" + name + L"%";
+  }
+  return {};
 }
 
-bool IsKnownOther(const std::wstring& path) {
-  return std::any_of(std::begin(kKnownOthers), std::end(kKnownOthers), [&](std::wstring_view one) {
-    return one.ends_with(L'*') ? path.starts_with(one.substr(0, one.size() - 1)) : path == one;
-  });
-}
-
-// True when this machine has the value, of a type that the search cannot read.
-bool IsOtherHere(const std::wstring& path, bool view64) {
-  const auto value = appsearch::SplitValuePath(util::ToAnsi(path));
-  if (!value) return false;
-  const util::UniqueRegistryKey key = appsearch::OpenKey(value->key, view64);
-  DWORD type = REG_NONE;
-  return key &&
-         ::RegQueryValueExA(key.Get(), value->name.c_str(), nullptr, &type, nullptr, nullptr) ==
-             ERROR_SUCCESS &&
-         type != REG_SZ && type != REG_DWORD;
+bool IsForKey(SearchKind kind) {
+  return kind == SearchKind::kSubkeys || kind == SearchKind::kKeyExists ||
+         kind == SearchKind::kNoKey;
 }
 
 }  // namespace
 
-void CheckRoot(const Context& context, const std::wstring& place, const std::wstring& path) {
-  const std::wstring root = path.substr(0, path.find(L'\\'));
-  if (HasReference(root) || appsearch::ParseRoot(util::ToAnsi(root)) != HKEY_USERS ||
-      std::any_of(std::begin(kUsersRoots), std::end(kUsersRoots),
-                  [&](const wchar_t* one) { return root == one; })) {
-    return;
+void CheckRegistryReferences(const Context& context, const Search& search) {
+  size_t at = 0;
+  while (const auto reference = appsearch::FindReference(search.plain, at)) {
+    at = reference->end;
+    if (reference->mark != '!') continue;
+    // The same letters as they were written.
+    const std::wstring path = search.text.substr(reference->begin + 1, reference->name.size());
+    CheckRoot(context, search.At(L"SearchString"), path);
+    CheckComparedValue(context, search, path, /*view64=*/false);
   }
-  context.report->Add(kUnknownRoot, place,
-                      Quoted(root) +
-                          L" is no root that the searches know, so the rest is looked "
-                          L"for below HKEY_USERS. Write HKLM, HKCU, HKCR or HKCC, in "
-                          L"capitals");
 }
 
-void CheckComparedValue(const Context& context, const std::wstring& place, const std::wstring& path,
-                        bool view64) {
-  const std::wstring folded = Folded(path);
-  const std::wstring advice =
-      L": the search would read it again and again, and the installation hang for ever. Only plain "
-      L"texts (REG_SZ) and numbers (REG_DWORD) can be read so; search for the value with kind 2";
-  for (const msi::TableRow& row :
-       context.package.Rows(L"Registry", {L"Registry", L"Root", L"Key", L"Name", L"Value"})) {
-    const wchar_t* const type = OtherTypeOf(row.Get(L"Value"));
-    if (type == nullptr || PathOf(row) != folded) continue;
-    context.report->Add(kHangsByTable, place,
-                        Quoted(path) + L" is " + type + L", as the row " +
-                            Quoted(row.Get(L"Registry")) + L" of the table Registry writes it" +
-                            advice);
+void CheckRegistry(const Context& context, const Search& search) {
+  const Place place = search.At(L"SearchString");
+  const bool is_key = IsForKey(search.kind);
+  const auto value = appsearch::SplitValuePath(search.plain);
+  const bool has_key = value && (is_key || appsearch::SplitValuePath(value->key));
+  if (!has_key && !HasReference(search.text)) {
+    const bool is_absence =
+        search.kind == SearchKind::kNoKey || search.kind == SearchKind::kNoValue;
+    const FindingText& key = is_absence ? kNoKeyMissing : kNoKeyFound;
+    const FindingText& name = is_absence ? kNoValueMissing : kNoValueFound;
+    context.report->Add(is_key ? key : name, place, {search.text});
     return;
   }
-  if (IsKnownOther(folded)) {
-    context.report->Add(kHangsEverywhere, place,
-                        Quoted(path) + L" is of another type on every Windows" + advice);
-  } else if (IsOtherHere(path, view64)) {
-    context.report->Add(kHangsHere, place,
-                        Quoted(path) + L" is of another type on this machine" + advice);
+  CheckRoot(context, place, search.text);
+  const std::wstring variable = FindVariable(search.text);
+  if (!variable.empty()) context.report->Add(kVariableKept, place, {search.text, variable});
+  if (search.kind == SearchKind::kValueCompares) {
+    CheckComparedValue(context, search, search.text, search.view64);
   }
 }
 

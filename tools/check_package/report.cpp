@@ -3,57 +3,82 @@
 #include <algorithm>
 #include <iterator>
 
-#include "keys.h"
 #include "util/text.h"
 
 namespace check {
 namespace {
 
-std::wstring CountOf(size_t count, const wchar_t* what) {
-  const std::wstring number = count == 0 ? L"no" : util::ToDecimal(count);
-  return number + L" " + what + (count == 1 ? L"" : L"s");
+std::wstring Filled(std::wstring_view text, std::initializer_list<std::wstring> fill_in,
+                    const std::wstring& package) {
+  std::wstring filled;
+  for (size_t at = 0; at < text.size(); ++at) {
+    if (text[at] != L'{' || at + 2 >= text.size() || text[at + 2] != L'}') {
+      filled += text[at];
+      continue;
+    }
+    const wchar_t what = text[at + 1];
+    const auto index = static_cast<size_t>(what - L'1');
+    if (what == L'p') {
+      filled += package.find(L' ') == package.npos ? package : Quoted(package);
+    } else if (index < fill_in.size()) {
+      filled += fill_in.begin()[index];
+    } else {
+      filled += text[at];
+      continue;
+    }
+    at += 2;
+  }
+  return filled;
+}
+
+std::wstring OnOneLine(std::wstring text) {
+  std::replace_if(
+      text.begin(), text.end(), [](wchar_t letter) { return letter < L' '; }, L' ');
+  return text;
+}
+
+bool IsSame(const Finding& a, const Finding& b) {
+  return a.kind == b.kind && a.place == b.place && a.text == b.text;
 }
 
 }  // namespace
 
-bool IsKey(std::wstring_view key) {
-  return std::find(std::begin(kKeys), std::end(kKeys), key) != std::end(kKeys);
+std::wstring Place::Text() const {
+  std::wstring text = table;
+  if (!row.empty()) text += L", row " + Quoted(row);
+  if (!column.empty()) text += L", column " + column;
+  return OnOneLine(text);
 }
 
-void Report::Add(const Kind& kind, std::wstring place, std::wstring text) {
-  if (std::find(ignored_.begin(), ignored_.end(), kind.key) != ignored_.end()) return;
-  findings_.push_back({kind, std::move(place), std::move(text)});
+std::wstring Finding::Message() const {
+  if (advice.empty()) return OnOneLine(text);
+  const bool is_command = advice.starts_with(L"prereqkit ");
+  return OnOneLine(text + (is_command ? L". To do: run " : L". To do: ") + advice);
+}
+
+const FindingKind* FindKind(std::wstring_view key) {
+  const auto* const found =
+      std::find_if(std::begin(kKinds), std::end(kKinds), [&](const FindingKind& kind) {
+        return std::equal(
+            key.begin(), key.end(), kind.key, kind.key + std::wcslen(kind.key),
+            [](wchar_t a, wchar_t b) { return util::FoldAscii(a) == util::FoldAscii(b); });
+      });
+  return found == std::end(kKinds) ? nullptr : found;
+}
+
+void Report::Add(const FindingText& text, Place place,
+                 std::initializer_list<std::wstring> fill_in) {
+  Finding finding = {text.kind, std::move(place), Filled(text.says, fill_in, package_),
+                     Filled(text.kind->advice, fill_in, package_)};
+  const bool is_new = std::none_of(findings_.begin(), findings_.end(),
+                                   [&](const Finding& other) { return IsSame(finding, other); });
+  if (is_new) findings_.push_back(std::move(finding));
 }
 
 size_t Report::Count(Severity severity) const {
   return static_cast<size_t>(
       std::count_if(findings_.begin(), findings_.end(),
-                    [&](const Finding& finding) { return finding.kind.severity == severity; }));
-}
-
-std::wstring FormatFinding(const std::wstring& file, const Finding& finding) {
-  std::wstring line = file;
-  line += finding.kind.severity == Severity::kError ? L": error " : L": warning ";
-  line += finding.kind.key;
-  line += L": ";
-  if (!finding.place.empty()) line += finding.place + L": ";
-  line += finding.text;
-  std::replace_if(
-      line.begin(), line.end(), [](wchar_t letter) { return letter < L' '; }, L' ');
-  return line;
-}
-
-std::wstring FormatVerdict(const std::wstring& file, const Report& report) {
-  return file + L": " + CountOf(report.Count(Severity::kError), L"error") + L", " +
-         CountOf(report.Count(Severity::kWarning), L"warning");
-}
-
-std::wstring Row(std::wstring_view table, std::wstring_view row) {
-  return std::wstring(table) + L", row " + Quoted(row);
-}
-
-std::wstring Cell(std::wstring_view table, std::wstring_view row, std::wstring_view column) {
-  return Row(table, row) + L", column " + std::wstring(column);
+                    [&](const Finding& finding) { return finding.kind->severity == severity; }));
 }
 
 std::wstring Quoted(std::wstring_view text) { return L"\"" + std::wstring(text) + L"\""; }

@@ -1,53 +1,62 @@
 #ifndef CHECK_PACKAGE_REPORT_H_
 #define CHECK_PACKAGE_REPORT_H_
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "findings.h"
+
 // What is wrong in a package, in words for its author.
 namespace check {
 
-enum class Severity { kError, kWarning };
+// Where in the package; what does not apply is empty.
+struct Place {
+  std::wstring table;
+  std::wstring row;
+  std::wstring column;
 
-// One sort of mistake. The key stays the same for ever: build scripts name it.
-struct Kind {
-  const wchar_t* key;
-  Severity severity;
+  // `QX_PreRequisite, row "Runtime", column MD5`
+  [[nodiscard]] std::wstring Text() const;
+  bool operator==(const Place&) const = default;
 };
-
-// True for the key of a mistake that a package can have.
-[[nodiscard]] bool IsKey(std::wstring_view key);
 
 struct Finding {
-  Kind kind;
-  std::wstring place;  // Table, row and column.
-  std::wstring text;   // What is wrong, what the library makes of it, what to do.
+  const FindingKind* kind;
+  Place place;
+  std::wstring text;    // What is wrong and what the library makes of it.
+  std::wstring advice;  // What to do.
+
+  // All of it but the place, on one line whatever the cells hold.
+  [[nodiscard]] std::wstring Message() const;
 };
 
+// The kind of that key, capitals or not; null when there is none.
+[[nodiscard]] const FindingKind* FindKind(std::wstring_view key);
+
+// The findings of one package, each once.
 class Report {
  public:
-  // Findings of these keys are left out.
-  void Ignore(std::wstring key) { ignored_.push_back(std::move(key)); }
-  void Add(const Kind& kind, std::wstring place, std::wstring text);
+  // `package` is the file as commands are to name it.
+  explicit Report(std::wstring package) : package_(std::move(package)) {}
 
+  void Add(const FindingText& text, Place place, std::initializer_list<std::wstring> fill_in = {});
+
+  // Takes out what `is_ignored` says.
+  template <typename Predicate>
+  void Remove(Predicate is_ignored) {
+    std::erase_if(findings_, is_ignored);
+  }
+
+  [[nodiscard]] const std::wstring& package() const { return package_; }
   [[nodiscard]] const std::vector<Finding>& findings() const { return findings_; }
   [[nodiscard]] size_t Count(Severity severity) const;
 
  private:
+  std::wstring package_;
   std::vector<Finding> findings_;
-  std::vector<std::wstring> ignored_;
 };
-
-// `sample.msi: error PRE201: table, row "x", column y: text`, on one line whatever the cells hold.
-std::wstring FormatFinding(const std::wstring& file, const Finding& finding);
-
-// `sample.msi: 2 errors, 1 warning`
-std::wstring FormatVerdict(const std::wstring& file, const Report& report);
-
-// Places.
-std::wstring Row(std::wstring_view table, std::wstring_view row);
-std::wstring Cell(std::wstring_view table, std::wstring_view row, std::wstring_view column);
 
 std::wstring Quoted(std::wstring_view text);
 

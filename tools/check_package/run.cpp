@@ -1,45 +1,43 @@
-#include "appsearch/app_search_runner.h"
+#include <algorithm>
+
 #include "checks.h"
-#include "prereq/rows.h"
+#include "contract/tables.h"
 #include "util/text.h"
 
 namespace check {
 namespace {
 
-constexpr Kind kNothingOfTheLibrary{L"PRE001", Severity::kWarning};
-constexpr Kind kNoSession{L"PRE002", Severity::kWarning};
-
 bool UsesLibrary(const Package& package, const Schedule& schedule) {
-  for (const CustomAction& action : schedule.custom_actions) {
-    if (action.phase) return true;
-  }
-  return package.HasTable(prereq::kPrerequisiteTable) || package.HasTable(appsearch::kSearchTable);
+  const auto& actions = schedule.custom_actions.all();
+  return std::any_of(actions.begin(), actions.end(),
+                     [](const CustomAction& action) { return action.phase.has_value(); }) ||
+         package.HasTable(contract::kPrerequisiteTable) || package.HasTable(contract::kSearchTable);
 }
 
 }  // namespace
 
 void CheckPackage(const Package& package, Report* report) {
   const Schedule schedule(package);
-  CheckCustomActions(package, report);
+  schedule.custom_actions.Check(package, report);
   if (!UsesLibrary(package, schedule)) {
-    report->Add(kNothingOfTheLibrary, L"",
-                L"neither a table nor a custom action of the library is in this package, so there "
-                L"is nothing to check");
+    report->Add(kNothingOfTheLibrary, {});
     return;
   }
   if (package.session_error() != ERROR_SUCCESS) {
-    report->Add(kNoSession, L"",
-                L"the installer does not open the package (error " +
-                    util::ToDecimal(package.session_error()) +
-                    L"), so conditions and references were not tried");
+    report->Add(kNoSession, {}, {util::ToDecimal(package.session_error())});
   }
-  const KnownProperties properties(package);
-  const Context context = {package, properties, schedule, report};
-  if (CheckTableShape(package, prereq::kPrerequisiteTable, schedule, report)) {
+  const KnownProperties properties(package, schedule.custom_actions);
+  const ConditionTrials trials(package);
+  const Roads roads(schedule, trials);
+  const std::vector<PrerequisiteRow> prerequisites = ReadPrerequisiteRows(package);
+  const Context context = {package, prerequisites, properties, schedule, trials, roads, report};
+  if (CheckTableShape(package, contract::kPrerequisiteTable, schedule, report)) {
     CheckPrerequisites(context);
   }
-  if (CheckTableShape(package, appsearch::kSearchTable, schedule, report)) CheckSearches(context);
+  if (CheckTableShape(package, contract::kSearchTable, schedule, report)) CheckSearches(context);
+  CheckValidation(package, report);
   CheckSequences(context);
+  CheckRoads(context);
   CheckTexts(context);
   CheckProperties(context);
 }

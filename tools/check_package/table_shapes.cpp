@@ -1,38 +1,24 @@
 #include <algorithm>
 #include <iterator>
 
-#include "appsearch/app_search_runner.h"
 #include "checks.h"
+#include "contract/tables.h"
 #include "kit_tables.h"
-#include "prereq/rows.h"
 #include "util/text.h"
 
 namespace check {
 namespace {
 
-constexpr Kind kNoTable{L"PRE101", Severity::kError};
-constexpr Kind kNoColumn{L"PRE102", Severity::kError};
-constexpr Kind kWrongType{L"PRE103", Severity::kError};
-constexpr Kind kNoRows{L"PRE104", Severity::kWarning};
-
 bool IsText(wchar_t type) { return type == L's' || type == L'l'; }
 
-const wchar_t* NameOfType(wchar_t type) {
-  return IsText(type) ? L"text" : type == L'i' ? L"number" : L"binary data";
-}
+bool IsSearchTable(std::wstring_view table) { return table == contract::kSearchTable; }
 
-bool IsSearchTable(const std::wstring& table) { return table == appsearch::kSearchTable; }
-
-bool NeedsTable(const std::wstring& table, const Schedule& schedule) {
-  if (IsSearchTable(table)) return schedule.Runs(Phase::kSearch);
-  return schedule.Runs(Phase::kDownload) || schedule.Runs(Phase::kExtract) ||
-         schedule.Runs(Phase::kInstall) || schedule.Runs(Phase::kInstallPost) ||
-         schedule.Runs(Phase::kVerify);
-}
-
-// A size may be a number too, as long as it fits.
-bool IsAsGood(const std::wstring& column, wchar_t found) {
-  return column == L"ExactSize" && found == L'i';
+bool NeedsTable(std::wstring_view table, const Schedule& schedule) {
+  return std::any_of(std::begin(kAllPhases), std::end(kAllPhases), [&](Phase phase) {
+    const bool is_for_table =
+        phase != Phase::kClean && (phase == Phase::kSearch) == IsSearchTable(table);
+    return is_for_table && schedule.Runs(phase);
+  });
 }
 
 // The first column of either table is its key, which names rows here and which only the searches
@@ -41,29 +27,33 @@ bool IsRead(const KitTable& table, size_t column) {
   return column != 0 || IsSearchTable(table.name);
 }
 
-bool CheckColumns(const KitTable& kit, const std::vector<Column>& columns, Report* report) {
+// Every cell is read as text, and a number stands for itself. What matters is that the installer
+// puts the rows in the order of numbers, and that a cell can hold what belongs there.
+void CheckType(const KitTable& kit, const std::wstring& name, const std::wstring& wanted,
+               wchar_t found, size_t rows, Report* report) {
+  const bool wants_text = IsText(util::FoldAscii(wanted[0]));
+  const Place place = {kit.name, {}, name};
+  const bool orders = name == L"Sequence" || name == L"Order";
+  if (!wants_text && IsText(found)) {
+    if (orders && rows > 1) report->Add(kTextOrder, place, {wanted});
+  } else if (wants_text != IsText(found) && !(name == L"ExactSize" && found == L'i')) {
+    report->Add(kNumberForText, place, {wanted, found == L'i' ? L"a number" : L"binary data"});
+  }
+}
+
+bool CheckColumns(const KitTable& kit, const Package& package, Report* report) {
   const std::vector<std::wstring> names = util::Split(kit.columns, L'\t');
   const std::vector<std::wstring> types = util::Split(kit.types, L'\t');
+  const std::vector<Column> columns = package.Columns(kit.name);
   bool is_readable = true;
   for (size_t i = 0; i < names.size(); ++i) {
     const auto found = std::find_if(columns.begin(), columns.end(),
                                     [&](const Column& one) { return one.name == names[i]; });
-    const wchar_t wanted = util::FoldAscii(types[i][0]);
-    const std::wstring place = std::wstring(kit.name) + L", column " + names[i];
-    if (found == columns.end()) {
-      if (!IsRead(kit, i)) continue;
+    if (found != columns.end()) {
+      CheckType(kit, names[i], types[i], found->type, package.Rows(kit.name).size(), report);
+    } else if (IsRead(kit, i)) {
       is_readable = false;
-      report->Add(kNoColumn, place,
-                  L"the column is missing, so the library reads no row of this table at all. Add "
-                  L"it as the kit's " +
-                      std::wstring(kit.name) + L".idt has it (" + types[i] +
-                      L"), capitals as written");
-    } else if (IsText(wanted) != IsText(found->type) && !IsAsGood(names[i], found->type)) {
-      report->Add(kWrongType, place,
-                  std::wstring(L"the column holds ") + NameOfType(found->type) +
-                      L" where the kit has " + NameOfType(wanted) + L" (" + types[i] + L")" +
-                      (wanted == L'i' ? L": rows would be put in the wrong order, or read as 0"
-                                      : L": what belongs here cannot be written into it"));
+      report->Add(kNoColumn, {kit.name, {}, names[i]}, {types[i]});
     }
   }
   return is_readable;
@@ -76,20 +66,34 @@ bool CheckTableShape(const Package& package, const wchar_t* table, const Schedul
   const KitTable& kit =
       *std::find_if(std::begin(kKitTables), std::end(kKitTables),
                     [&](const KitTable& one) { return std::wstring_view(one.name) == table; });
+  const Place place = {table, {}, {}};
   if (!package.HasTable(table)) {
-    if (NeedsTable(table, schedule)) {
-      report->Add(kNoTable, table,
-                  L"the table is missing, though actions that work on it are scheduled: they would "
-                  L"find nothing to do. Import the kit's " +
-                      std::wstring(table) + L".idt");
-    }
+    if (NeedsTable(table, schedule)) report->Add(kNoTable, place);
     return false;
   }
-  if (!CheckColumns(kit, package.Columns(table), report)) return false;
-  if (package.Rows(table).empty() && NeedsTable(table, schedule)) {
-    report->Add(kNoRows, table, L"the table has no rows: its actions are scheduled for nothing");
-  }
+  if (!CheckColumns(kit, package, report)) return false;
+  if (package.Rows(table).empty() && NeedsTable(table, schedule)) report->Add(kNoRows, place);
   return true;
+}
+
+void CheckValidation(const Package& package, Report* report) {
+  constexpr wchar_t kValidation[] = L"_Validation";
+  if (!package.HasTable(kValidation)) return;
+  std::set<std::wstring> known;
+  for (const msi::TableRow& row : package.Rows(kValidation)) {
+    known.insert(row.Get(L"Table") + L"\t" + row.Get(L"Column"));
+  }
+  for (const KitTable& kit : kKitTables) {
+    std::vector<std::wstring> missing;
+    for (const Column& column : package.Columns(kit.name)) {
+      if (!known.contains(std::wstring(kit.name) + L"\t" + column.name)) {
+        missing.push_back(column.name);
+      }
+    }
+    if (!missing.empty()) {
+      report->Add(kNotValidated, {kValidation, kit.name, {}}, {Listed(missing)});
+    }
+  }
 }
 
 }  // namespace check

@@ -1,5 +1,3 @@
-#include <map>
-
 #include "appsearch/app_search_runner.h"
 #include "checks.h"
 #include "prereq/download_phase.h"
@@ -13,12 +11,6 @@
 namespace check {
 namespace {
 
-constexpr Kind kNoPrompt{L"PRE601", Severity::kError};
-constexpr Kind kNoSpareText{L"PRE602", Severity::kWarning};
-constexpr Kind kNoArgument{L"PRE603", Severity::kWarning};
-constexpr Kind kNotAnnounced{L"PRE604", Severity::kWarning};
-constexpr Kind kNoItem{L"PRE605", Severity::kWarning};
-
 void CheckErrorTexts(const Context& context) {
   const bool downloads = context.schedule.Runs(Phase::kDownload);
   const bool installs =
@@ -28,7 +20,7 @@ void CheckErrorTexts(const Context& context) {
   const struct {
     int number;
     bool is_needed;
-    const Kind& kind;
+    const FindingText& finding;
     const wchar_t* text;
   } rules[] = {
       {prereq::kOutOfDiskSpaceText, context.schedule.Runs(Phase::kExtract), kNoPrompt,
@@ -42,22 +34,18 @@ void CheckErrorTexts(const Context& context) {
       {prereq::kWrongFileWarning, checks_files, kNoPrompt,
        L"the question when a setup file has the wrong size or digest"},
   };
-  std::map<std::wstring, std::wstring> messages;
-  for (const msi::TableRow& row : context.package.Rows(L"Error", {L"Error", L"Message"})) {
+  Values messages;
+  for (const msi::TableRow& row : context.package.Rows(L"Error")) {
     messages[row.Get(L"Error")] = row.Get(L"Message");
   }
-  for (const auto& [number, is_needed, kind, text] : rules) {
+  for (const auto& [number, is_needed, finding, text] : rules) {
     if (!is_needed) continue;
     const std::wstring key = util::ToSignedDecimal(number);
     const std::wstring message = messages[key];
     if (message.empty()) {
-      context.report->Add(kind, Row(L"Error", key),
-                          std::wstring(L"the text is missing or empty: ") + text +
-                              L". Take the row from the kit's Error.idt");
+      context.report->Add(finding, {L"Error", key, {}}, {text});
     } else if (message.find(L"[2]") == message.npos) {
-      context.report->Add(kNoArgument, Row(L"Error", key),
-                          L"the text does not show [2], so users do not learn which file or "
-                          L"prerequisite is meant");
+      context.report->Add(kNoArgument, {L"Error", key, L"Message"});
     }
   }
 }
@@ -74,22 +62,17 @@ void CheckActionTexts(const Context& context) {
        context.schedule.Runs(Phase::kInstall) || context.schedule.Runs(Phase::kInstallPost)},
       {prereq::kVerifyAction, context.schedule.Runs(Phase::kVerify)},
   };
-  std::map<std::wstring, msi::TableRow> texts;
-  for (const msi::TableRow& row :
-       context.package.Rows(L"ActionText", {L"Action", L"Description", L"Template"})) {
-    texts.emplace(row.Get(L"Action"), row);
+  std::map<std::wstring, const msi::TableRow*> texts;
+  for (const msi::TableRow& row : context.package.Rows(L"ActionText")) {
+    texts.emplace(row.Get(L"Action"), &row);
   }
   for (const auto& [action, is_needed] : rules) {
     if (!is_needed) continue;
     const auto found = texts.find(action);
-    if (found == texts.end() || found->second.Get(L"Description").empty()) {
-      context.report->Add(kNotAnnounced, Row(L"ActionText", action),
-                          L"the text is missing: users go on reading what ran before while the "
-                          L"library works. The name of the row is this one, however the custom "
-                          L"action is called; take it from the kit's ActionText.idt");
-    } else if (found->second.Get(L"Template").find(L"[1]") == std::wstring::npos) {
-      context.report->Add(kNoItem, Row(L"ActionText", action) + L", column Template",
-                          L"the text does not show [1], so users do not learn what is worked on");
+    if (found == texts.end() || found->second->Get(L"Description").empty()) {
+      context.report->Add(kNotAnnounced, {L"ActionText", action, {}});
+    } else if (found->second->Get(L"Template").find(L"[1]") == std::wstring::npos) {
+      context.report->Add(kNoItem, {L"ActionText", action, L"Template"});
     }
   }
 }
