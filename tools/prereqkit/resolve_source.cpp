@@ -66,8 +66,8 @@ void UpdateResolveSource(const Job& job) {
     } else if (job.edits.WasPut(table, key)) {
       sequence.Schedule(kResolveSource, condition, 0);
     } else {
-      const int before = sequence.LastBelow(sequence.NumberOf(kDownload));
-      const std::vector<int> room = sequence.MakeRoom(before, 1);
+      // Its place is among the costing actions, behind the first of them.
+      const std::vector<int> room = sequence.MakeRoom(sequence.NumberOf(L"CostInitialize"), 1);
       if (!room.empty()) sequence.Schedule(kResolveSource, condition, room.front());
     }
   }

@@ -42,17 +42,16 @@ void ScheduleSearch(Sequence* sequence, int latest) {
   sequence->Schedule(kSearch, kNotRemoved, number);
 }
 
-// Schedules actions one behind the other, behind a number. The first `reserve` places stay free.
-void ScheduleBlock(Sequence* sequence, int after, size_t reserve,
-                   const std::vector<Action>& actions) {
+// Schedules actions one behind the other, behind a number.
+void ScheduleBlock(Sequence* sequence, int after, const std::vector<Action>& actions) {
   std::vector<int> numbers;
   if (std::any_of(actions.begin(), actions.end(),
                   [&](const Action& one) { return sequence->IsMissing(one.name); })) {
-    numbers = sequence->MakeRoom(after, reserve + actions.size());
+    numbers = sequence->MakeRoom(after, actions.size());
     if (numbers.empty()) return;
   }
   for (size_t i = 0; i < actions.size(); ++i) {
-    const int number = numbers.empty() ? 0 : numbers[reserve + i];
+    const int number = numbers.empty() ? 0 : numbers[i];
     sequence->Schedule(actions[i].name, actions[i].condition, number);
   }
 }
@@ -86,9 +85,8 @@ void ScheduleIn(const Job& job, const wchar_t* table, bool is_ui, bool verify_af
   behind.push_back({kClean, once});
   behind.push_back({kTakeBack, once});
   const int product = ProductNumber(sequence);
-  // The first place is for ResolveSource, which a setup beside the package needs.
-  ScheduleBlock(&sequence, product > costed ? sequence.LastBelow(product) : costed, 1, before);
-  ScheduleBlock(&sequence, sequence.Last(), 0, behind);
+  ScheduleBlock(&sequence, product > costed ? sequence.LastBelow(product) : costed, before);
+  ScheduleBlock(&sequence, sequence.Last(), behind);
 }
 
 // One of the buttons that end a dialog cleans up first.
