@@ -262,14 +262,8 @@ bool Edits::WasPut(const std::wstring& table, const Cells& key) const {
   return IndexOf(Kind::kRow, table, key) < entries_.size();
 }
 
-std::vector<Cells> Edits::KeysOf(const std::wstring& group, const std::wstring& table) const {
-  std::vector<Cells> keys;
-  for (const Entry& entry : entries_) {
-    if (entry.kind == Kind::kRow && entry.group == group && entry.table == table) {
-      keys.push_back(entry.key);
-    }
-  }
-  return keys;
+bool Edits::WasCreated(const std::wstring& table) const {
+  return IndexOf(Kind::kTable, table, {}) < entries_.size();
 }
 
 void Edits::UndoCell(const Entry& entry) {

@@ -39,9 +39,8 @@ class Edits {
 
   // True for a row that this run or an earlier one has put in, also when it was removed since.
   [[nodiscard]] bool WasPut(const std::wstring& table, const Cells& key) const;
-  // The rows of one table that belong to a prerequisite.
-  [[nodiscard]] std::vector<Cells> KeysOf(const std::wstring& group,
-                                          const std::wstring& table) const;
+  // True for a table that was not there before.
+  [[nodiscard]] bool WasCreated(const std::wstring& table) const;
   void TakeOutRow(const std::wstring& table, const Cells& key);
   // Takes out what belongs to a prerequisite, last in first out.
   void TakeOut(const std::wstring& group);

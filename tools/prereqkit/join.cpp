@@ -110,6 +110,10 @@ void AddTables(const Job& job) {
   if (!job.database.HasTable(L"_Validation")) return;
   const KitTable rules = LoadKitTable(L"_Validation");
   for (const Cells& row : rules.rows) {
+    // Of the installer's own tables those that were not there before.
+    if (!row.front().second.starts_with(L"QX_") && !job.edits.WasCreated(row.front().second)) {
+      continue;
+    }
     const auto [key, rest] = Split(rules, row);
     job.edits.PutRow(L"_Validation", key, rest);
   }
