@@ -8,21 +8,19 @@
 namespace download {
 namespace {
 
-// Dates and names of a certificate that do not fit are let pass; all else about it asks the user.
+// Redirects may change between http and https. Whatever is wrong with a certificate asks the user.
 constexpr DWORD kRequestFlags =
     INTERNET_FLAG_RELOAD | INTERNET_FLAG_NO_CACHE_WRITE | INTERNET_FLAG_KEEP_CONNECTION |
-    INTERNET_FLAG_IGNORE_CERT_DATE_INVALID | INTERNET_FLAG_IGNORE_CERT_CN_INVALID;
+    INTERNET_FLAG_IGNORE_REDIRECT_TO_HTTP | INTERNET_FLAG_IGNORE_REDIRECT_TO_HTTPS;
 constexpr DWORD kHeaderBytes = 260;
 constexpr DWORD kRangeNotSatisfiable = 416;
 
-std::optional<DWORD> ReadNumber(HINTERNET request, DWORD header) {
-  DWORD number = 0;
-  DWORD size = sizeof(number);
-  if (!Internet().HttpQueryInfoA(request, header | HTTP_QUERY_FLAG_NUMBER, &number, &size,
-                                 nullptr)) {
-    return std::nullopt;
-  }
-  return number;
+// 0, or the error of the query.
+uint32_t ReadNumber(HINTERNET request, DWORD header, DWORD* number) {
+  DWORD size = sizeof(*number);
+  return Internet().HttpQueryInfoA(request, header | HTTP_QUERY_FLAG_NUMBER, number, &size, nullptr)
+             ? NO_ERROR
+             : ::GetLastError();
 }
 
 bool IsCertificateError(DWORD error) {
@@ -55,6 +53,8 @@ class HttpRequest {
   void ReadLastModified();
   bool TakeWholeFile(DWORD length);
   bool IsAskedRange(DWORD length) const;
+  // The whole file is of use only as long as nothing of it was read in this transfer.
+  bool MayAskForAll() const { return !state_->control.reconnecting; }
   bool LogIn(DWORD status);
 
   InternetSession* session_;
@@ -93,23 +93,28 @@ Answer HttpRequest::SendUntilAnswered() {
   for (;;) {
     const uint32_t send_error = session_->Send(headers_);
     if (send_error == kCancelled) return {kCancelled};
-    const std::optional<DWORD> status = ReadNumber(session_->request(), HTTP_QUERY_STATUS_CODE);
-    if (!status) {
-      const DWORD error = ::GetLastError();
-      // What went wrong first says more, and decides whether another attempt is worth while.
-      return {send_error != NO_ERROR ? send_error : error};
-    }
-    const Answer answer = ReadAnswer(*status, send_error);
+    DWORD status = 0;
+    const uint32_t error = ReadNumber(session_->request(), HTTP_QUERY_STATUS_CODE, &status);
+    // After a failed send there is no status; Wine answers one of 0. The error of the send says
+    // what went wrong and whether another attempt is worth while.
+    const Answer answer = error == NO_ERROR ? ReadAnswer(status, send_error)
+                                            : Answer{send_error != NO_ERROR ? send_error : error};
     const bool mended = IsCertificateError(answer.result)
                             ? AskAboutCertificate(*state_, session_->request(), answer.result)
-                            : answer.result == kAuthenticationRequired && LogIn(*status);
+                            : answer.result == kAuthenticationRequired && LogIn(status);
     if (!mended) return answer;
   }
 }
 
 // The result by status. A failed send has no status, and its error stands.
 Answer HttpRequest::ReadAnswer(DWORD status, uint32_t send_error) {
-  const DWORD length = ReadNumber(session_->request(), HTTP_QUERY_CONTENT_LENGTH).value_or(0);
+  DWORD length = 0;
+  const uint32_t length_error = ReadNumber(session_->request(), HTTP_QUERY_CONTENT_LENGTH, &length);
+  // Without the length of a body that is there, a part could be taken for the whole.
+  if (send_error == NO_ERROR && length_error != NO_ERROR &&
+      length_error != ERROR_HTTP_HEADER_NOT_FOUND) {
+    return {length_error};
+  }
   if (state_->request.want_last_modified && status != HTTP_STATUS_NOT_MODIFIED) ReadLastModified();
   switch (status) {
     case HTTP_STATUS_OK:
@@ -119,12 +124,13 @@ Answer HttpRequest::ReadAnswer(DWORD status, uint32_t send_error) {
       start_ = length != 0 ? asked_start_ : 0;
       size_ = length != 0 ? length + asked_start_ : 0;
       // Another part than the one asked for would spoil the file, and one of unknown extent might.
-      return {send_error, /*ask_for_all=*/asked_start_ != 0 && !IsAskedRange(length)};
+      if (asked_start_ == 0 || IsAskedRange(length)) return {send_error};
+      return MayAskForAll() ? Answer{send_error, true} : Answer{ERROR_INTERNET_TIMEOUT};
     case kRangeNotSatisfiable:
       start_ = 0;
       size_ = length;
       // The bytes present are those of another file, or all of this one.
-      return {send_error, /*ask_for_all=*/asked_start_ != 0};
+      return {send_error, /*ask_for_all=*/asked_start_ != 0 && MayAskForAll()};
     case HTTP_STATUS_NOT_MODIFIED:
       return {kNotModified};
     case HTTP_STATUS_DENIED:

@@ -1,5 +1,7 @@
 #include "download/internet_session.h"
 
+#include <algorithm>
+
 #include "download/module_path.h"
 
 namespace download {
@@ -108,7 +110,8 @@ uint32_t InternetSession::Read(DWORD limit, DWORD* count) {
   const uint32_t error = Run(Operation::kRead, [&] {
     return Internet().InternetReadFile(request_, link_->buffer(), wanted, &link_->count);
   });
-  if (error == NO_ERROR) *count = link_->moved();
+  // No count is believed beyond the buffer that was given.
+  if (error == NO_ERROR) *count = std::min(link_->moved(), wanted);
   return error;
 }
 

@@ -54,4 +54,6 @@ const WinInet* LoadWinInet() {
 
 const WinInet& Internet() { return *g_functions; }
 
+const WinInet* ReplaceInternet(const WinInet* functions) { return g_functions.exchange(functions); }
+
 }  // namespace download

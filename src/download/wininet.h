@@ -38,6 +38,10 @@ const WinInet* LoadWinInet();
 // The functions after a LoadWinInet() that found them.
 const WinInet& Internet();
 
+// Puts another table in its place and answers the one before: what the library answers on systems
+// that are not at hand can so be tried. No transfer may be running.
+const WinInet* ReplaceInternet(const WinInet* functions);
+
 // Connections. A request's closing is awaited, so it has another owner: the session.
 struct InternetHandleTraits {
   using Handle = HINTERNET;
