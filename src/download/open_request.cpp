@@ -4,12 +4,6 @@
 #include "download/http_transfer.h"
 
 namespace download {
-namespace {
-
-constexpr int kWaits = 100;
-constexpr DWORD kWaitMs = 100;
-
-}  // namespace
 
 OpenResult OpenRequest(InternetSession* session, TransferState* state, const std::string& url,
                        uint32_t present, const char* verb) {
@@ -26,11 +20,11 @@ bool IsWorthAnotherAttempt(uint32_t error) {
   return error == ERROR_INTERNET_CANNOT_CONNECT || error == ERROR_INTERNET_NAME_NOT_RESOLVED;
 }
 
-bool WaitForNextAttempt(const TransferState& state) {
-  for (int wait = 0; wait < kWaits; ++wait) {
+bool WaitTenths(const TransferState& state, uint32_t tenths) {
+  for (; tenths != 0; --tenths) {
     state.WaitWhilePaused();
     if (state.IsCancelled()) return false;
-    ::Sleep(kWaitMs);
+    ::Sleep(100);
   }
   return true;
 }

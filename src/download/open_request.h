@@ -17,8 +17,10 @@ namespace download {
 // True when a failed attempt is worth another one.
 [[nodiscard]] bool IsWorthAnotherAttempt(uint32_t error);
 
-// The ten seconds between two attempts; false when the transfer was cancelled meanwhile.
-[[nodiscard]] bool WaitForNextAttempt(const TransferState& state);
+// Waits that many tenths of a second, and while the transfer is paused; false when it is cancelled.
+[[nodiscard]] bool WaitTenths(const TransferState& state, uint32_t tenths);
+
+inline constexpr uint32_t kTenthsBetweenAttempts = 100;
 
 // Runs `attempt`, OpenResult(), again and again until it does not fail for want of a connection or
 // the attempts are used up. One is always made.
@@ -28,7 +30,7 @@ template <typename Attempt>
     state.SendConnecting();
     const OpenResult opened = attempt();
     if (left <= 0 || !IsWorthAnotherAttempt(opened.result)) return opened;
-    if (!WaitForNextAttempt(state)) return {kCancelled};
+    if (!WaitTenths(state, kTenthsBetweenAttempts)) return {kCancelled};
   }
 }
 

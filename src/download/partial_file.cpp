@@ -8,6 +8,20 @@ namespace download {
 namespace {
 
 constexpr char kSeparators[] = "\\/";
+constexpr DWORD kInUseMs = 2000;
+constexpr DWORD kInUsePollMs = 50;
+
+// Scanners hold fresh files, and files that go, for a moment.
+template <typename Call>
+void TryWhileInUse(Call call) {
+  const DWORD start = ::GetTickCount();
+  while (!call()) {
+    const DWORD error = ::GetLastError();
+    if (error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION) return;
+    if (::GetTickCount() - start >= kInUseMs) return;
+    ::Sleep(kInUsePollMs);
+  }
+}
 
 }  // namespace
 
@@ -53,8 +67,8 @@ std::optional<uint64_t> PartialFile::Size() const { return util::ReadFileSize(fi
 
 void PartialFile::Finish() {
   file_.Reset();
-  ::DeleteFileA(target_.c_str());
-  ::MoveFileA(path_.c_str(), target_.c_str());
+  TryWhileInUse([this] { return ::DeleteFileA(target_.c_str()); });
+  TryWhileInUse([this] { return ::MoveFileA(path_.c_str(), target_.c_str()); });
 }
 
 }  // namespace download

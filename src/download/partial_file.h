@@ -40,8 +40,8 @@ class PartialFile {
   [[nodiscard]] std::optional<uint64_t> FlushedSize() const;
   [[nodiscard]] std::optional<uint64_t> Size() const;
 
-  // Closes it and puts it in the place of the target. A target that cannot be replaced stays, and
-  // nobody is told, on purpose: whoever wants the file checks it anyway.
+  // Closes it and puts it in the place of the target. Two seconds are given to who holds one of the
+  // files open. Compatibility: a target that cannot be replaced stays, and nobody is told.
   void Finish();
 
  private:

@@ -2,6 +2,7 @@
 
 #include <winsock2.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "download/open_request.h"
@@ -9,6 +10,8 @@
 
 namespace download {
 namespace {
+
+constexpr int32_t kMostDoublings = 6;
 
 // The connection is gone, the server need not be.
 bool IsDropped(uint32_t error) {
@@ -94,10 +97,15 @@ uint32_t Transfer::ReadChunk(DWORD* count) {
 
 // Opens the transfer again where it broke off. Without resume, or with a server that does not
 // continue, that cannot succeed once there are bytes in the file. A server that drops again and
-// again without a byte is given up with what made it necessary.
+// again without a byte is given time to come back, 100 ms first and twice as long each time, and
+// then given up with what made it necessary.
 uint32_t Transfer::Reconnect(uint32_t reason) {
-  if (idle_reconnects_++ > state_->request.retries) return reason;
+  const int32_t idle = idle_reconnects_++;
+  if (idle > std::max(state_->request.retries, 0)) return reason;
   session_.CloseRequest();
+  if (idle != 0 && !WaitTenths(*state_, 1u << std::min(idle - 1, kMostDoublings))) {
+    return kCancelled;
+  }
   const std::optional<uint64_t> size = file_.FlushedSize();
   // Unknown, or beyond the 32 bits of positions.
   if (!size || *size > 0xFFFFFFFF) return ERROR_INTERNET_TIMEOUT;

@@ -30,7 +30,9 @@ std::string Describe(bool exists, const std::string& content) {
 // What a row asks for beside its address.
 struct How {
   explicit How(const std::string& words) : text(" " + words + " ") {}
-  bool Has(const std::string& word) const { return text.find(" " + word + " ") != text.npos; }
+  bool Has(const std::string& word) const {
+    return text.find(" " + word + " ") != text.npos || text.find(" " + word + "=") != text.npos;
+  }
   std::string Value(const std::string& word, const std::string& otherwise = {}) const {
     const size_t at = text.find(" " + word + "=");
     if (at == text.npos) return otherwise;
@@ -70,6 +72,7 @@ std::string Run(const std::string& way, const std::string& address, const How& h
   const bool provides = how.Has("provider") || !listener.saved_password.empty() ||
                         !listener.password_at_prompt.empty();
   Downloader downloader(target.folder(), &listener, provides ? &listener : nullptr);
+  if (how.Has("retries")) downloader.SetRetries(std::stoi(how.Value("retries")));
   const std::string port = FaultServer::Ask("open");
   std::string url = way == "url" ? address : server.Url(address, "setup.exe", port);
   if (way.starts_with("ftp")) url = server.FtpUrl(address, way.substr(3));

@@ -124,6 +124,16 @@ TEST_CASE("a server that is not there is tried again after ten seconds, and the 
   CHECK((target.Content() == ServedContent(1000)));
 }
 
+TEST_CASE("a server that answers without a byte for a second and a half is waited for") {
+  const FaultServer server;
+  const Target target;
+  RecordingListener listener;
+  const std::string away = "size=300000&cut=60000&then=lasts=1500&cut=0&then=ok";
+  CHECK(Download(server.Url(away), target, &listener) == 0);
+  CHECK(listener.Trace() == "state 1, info 300000, from 0, complete 1");
+  CHECK((target.Content() == ServedContent(300000)));
+}
+
 TEST_CASE("two transfers that share the events' names do not disturb each other") {
   const FaultServer server;
   const Target targets[2];

@@ -15,6 +15,7 @@ The content is a file of <root> with that name, else `size` bytes (100000), or `
 
 both  ok            as a good server does      size=N, body=TEXT   the content, from this step on
       times=N       the step N times           cut=N     the end after N bytes
+      lasts=MS      the step for so long
       hang          no answer, no end          stall=N   no end after N bytes
       pause=MS, piece=N   a pause before every piece of N bytes
 HTTP  drop          an end without an answer   reset=N   a reset after N bytes
@@ -51,6 +52,7 @@ root_folder = None
 requests_file = None
 changed = threading.Condition()
 turns = collections.Counter()  # Requests for an address.
+lasting = {}  # Address and step to the time of its first request and the requests since.
 ended = collections.Counter()  # Replies of an id.
 log = collections.defaultdict(list)
 heads = collections.defaultdict(list)
@@ -107,6 +109,16 @@ class Address:
                 content = self.words["body"].encode("latin-1")
             elif "size" in self.words:
                 content = Generated(int(self.words["size"]))
+            if "lasts" in self.words and turn >= 0:
+                # From the first request for the step on; those in that time count as one.
+                with changed:
+                    begin, _ = lasting.setdefault((self.path, step), [time.monotonic(), 0])
+                    over = time.monotonic() - begin > int(self.words["lasts"]) / 1000
+                    lasting[self.path, step][1] += not over
+                turn -= lasting[self.path, step][1]
+                if not over:
+                    break
+                continue
             turn -= int(self.words.get("times", 1))
             if turn < 0:
                 break
