@@ -82,6 +82,7 @@ anon_root=$ftp_root
 secure_chroot_dir=$folder/empty
 pasv_enable=YES
 seccomp_sandbox=NO
+delay_failed_login=0
 xferlog_enable=YES
 vsftpd_log_file=$folder/$1.log
 CONF
