@@ -34,10 +34,6 @@ class RecordingListener final : public download::DownloadListener,
     received += bytes;
     if (progress_calls > 1) largest_chunk = std::max(largest_chunk, bytes);
     if (received >= cancel_after) cancelled = true;
-    if (received >= pause_after) {
-      pause_after = ~0u;
-      paused = true;
-    }
   }
   bool IsCancelled() override {
     if (has_info_ && cancel_at_ask != 0 && --cancel_at_ask == 0) cancelled = true;
@@ -91,7 +87,6 @@ class RecordingListener final : public download::DownloadListener,
   bool cancel_at_info = false;
   int cancel_at_ask = 0;  // The question after the file information, from 1.
   uint32_t cancel_after = ~0u;
-  uint32_t pause_after = ~0u;
   std::atomic<uint32_t> received{0};  // Written by the worker, read while it runs.
   int progress_calls = 0;
   uint32_t largest_chunk = 0;

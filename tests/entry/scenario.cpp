@@ -76,21 +76,6 @@ std::wstring JoinLines(const Texts& lines) {
   return text;
 }
 
-// All below the folder, folders with a backslash at their end.
-void List(const std::wstring& folder, const std::wstring& prefix, Texts* names) {
-  WIN32_FIND_DATAW found;
-  const util::UniqueFind search(::FindFirstFileW((folder + L"\\*").c_str(), &found));
-  if (!search) return;
-  do {
-    const std::wstring name = prefix + found.cFileName;
-    if (name.ends_with(L"\\.") || name.ends_with(L"\\..") || name == L"." || name == L"..")
-      continue;
-    const bool is_folder = (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    names->push_back(is_folder ? name + L"\\" : name);
-    if (is_folder) List(folder + L"\\" + found.cFileName, name + L"\\", names);
-  } while (::FindNextFileW(search.Get(), &found));
-}
-
 std::vector<Case> ReadCases(const char* file) {
   std::vector<Case> cases = {{}};
   for (const auto& [line, text] : ReadDataLines(file)) {
@@ -335,8 +320,7 @@ class Runner {
     } else if (step.word == L"check") {
       CHECK(ToUtf8(fixture_->session().Property(name)) == ToUtf8(value));
     } else if (step.word == L"left") {
-      Texts names;
-      List(folder.path(), L"", &names);
+      Texts names = ListBelow(folder.path());
       std::ranges::sort(names);
       CHECK(ToUtf8(JoinLines(names)) == ToUtf8(JoinLines(rest.empty() ? Texts() : parts)));
     } else if (step.word == L"content") {

@@ -44,21 +44,26 @@ TEST_CASE("what a session is asked and answers") {
     CAPTURE(row.line);
     const std::wstring verb = row[0].substr(0, row[0].find(L' '));
     const InstallerSession& session = verb == row[0] ? fixture.session().session() : none;
-    if (verb == L"value") CheckValue(session, static_cast<size_t>(row.Number(1)));
-    if (verb == L"set") CHECK(session.SetProperty(row[1], row[2]) == row.Yes(3));
-    if (verb == L"condition") {
+    if (verb == L"value") {
+      CheckValue(session, static_cast<size_t>(row.Number(1)));
+    } else if (verb == L"set") {
+      CHECK(session.SetProperty(row[1], row[2]) == row.Yes(3));
+    } else if (verb == L"condition") {
       CHECK(session.EvaluateCondition(row[1]) == row.Yes(2));
       CHECK(session.GetConditionState(row[1]) == row.Number(3));
-    }
-    if (verb == L"format") CHECK(msi::FormatText(session, row[1]) == row[2]);
-    if (verb == L"state") CheckState(session, row);
-    if (verb == L"level") CHECK(session.SetInstallLevel(row.Number(1)) == row.Yes(2));
-    if (verb == L"cost") CHECK(session.GetFeatureCostKB(row[1], row.Yes(2)) == row.Number(3));
-    if (verb == L"ask") {
+    } else if (verb == L"format") {
+      CHECK(msi::FormatText(session, row[1]) == row[2]);
+    } else if (verb == L"state") {
+      CheckState(session, row);
+    } else if (verb == L"level") {
+      CHECK(session.SetInstallLevel(row.Number(1)) == row.Yes(2));
+    } else if (verb == L"cost") {
+      CHECK(session.GetFeatureCostKB(row[1], row.Yes(2)) == row.Number(3));
+    } else if (verb == L"ask") {
       const auto state = static_cast<INSTALLSTATE>(row.Number(2));
       CHECK(session.SetFeatureState(row[1], state) == row.Yes(3));
-    }
-    if (verb == L"target") {
+    } else {
+      REQUIRE(verb == L"target");
       CHECK(session.SetTargetPath(row[1], row[2]) == row.Yes(3));
       if (row.Yes(3)) CHECK(session.GetProperty(row[1]) == row[2] + L"\\");
     }

@@ -16,6 +16,7 @@
 #include "reliability/part.h"
 #include "support/fault_server.h"
 #include "support/msi_session_rig.h"
+#include "support/open_handles.h"
 #include "support/pipe_client.h"
 #include "support/scripted_ui.h"
 #include "support/setup_program.h"
@@ -41,17 +42,6 @@ constexpr Limit kLimits[] = {
     {"handles", 8}, {"threads", 3}, {"modules", 0}, {"private bytes", 250000}, {"heap bytes", 8000},
 };
 using Figures = std::array<uint64_t, std::size(kLimits)>;
-
-// Wine counts none; there each number that can be one of an open handle is asked about.
-uint64_t CountHandles() {
-  DWORD count = 0;
-  if (::GetProcessHandleCount(::GetCurrentProcess(), &count) && count != 0) return count;
-  for (uintptr_t handle = 4; handle < 0x8000; handle += 4) {
-    DWORD flags = 0;
-    if (::GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags)) ++count;
-  }
-  return count;
-}
 
 uint64_t CountThreads() {
   const util::UniqueFile snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
@@ -87,8 +77,8 @@ Figures TakeFigures() {
   ::EnumProcessModules(::GetCurrentProcess(), modules, sizeof(modules), &module_bytes);
   PROCESS_MEMORY_COUNTERS memory = {};
   ::GetProcessMemoryInfo(::GetCurrentProcess(), &memory, sizeof(memory));
-  return {CountHandles(), CountThreads(), module_bytes / sizeof(HMODULE), memory.PagefileUsage,
-          CountBytesInUse()};
+  return {test::CountOpenHandles(), CountThreads(), module_bytes / sizeof(HMODULE),
+          memory.PagefileUsage, CountBytesInUse()};
 }
 
 void CheckSteady(Part* part, const Figures& start, uint64_t lost_bytes) {

@@ -43,17 +43,66 @@ using RandomRow = std::map<std::wstring, std::wstring>;
 // A table of tables.txt, made in a package in the place of one that is there.
 class RandomTable {
  public:
-  RandomTable(test::TestPackage* package, Random* random, const std::wstring& table, size_t keys);
+  RandomTable(test::TestPackage* package, Random* random, const std::wstring& table, size_t keys)
+      : package_(package), random_(random), table_(table), is_whole_(random->Chance(90)) {
+    for (const test::DataRow& row : test::ReadDataRows("reliability/tables.txt")) {
+      if (row[0] == table) columns_.push_back({row[1], row[2], row[3], row[4]});
+    }
+    if (!is_whole_) {
+      const size_t left_out = random->Between(keys, columns_.size() - 1);
+      columns_.erase(columns_.begin() + static_cast<ptrdiff_t>(left_out));
+    }
+    std::wstring definitions;
+    std::wstring key;
+    for (const Column& column : columns_) {
+      if (&column < &columns_[keys]) key += (key.empty() ? L"`" : L", `") + column.name + L"`";
+      definitions += (definitions.empty() ? L"`" : L", `") + column.name + L"` " + column.type;
+    }
+    package->Execute(L"CREATE TABLE `" + table + L"` (" + definitions + L" PRIMARY KEY " + key +
+                     L")");
+  }
 
   // False for one table in ten, which lacks a column.
   [[nodiscard]] bool is_whole() const { return is_whole_; }
 
   // A row from one with a slip of the pen to one that is nothing but noise.
-  [[nodiscard]] RandomRow MakeRow();
+  [[nodiscard]] RandomRow MakeRow() {
+    RandomRow row;
+    const unsigned wildness = random_->Pick({10u, 40u, 90u});
+    for (const Column& column : columns_) {
+      if (!column.type.ends_with(L"NOT NULL") && random_->Chance(5)) continue;
+      const bool is_wild = random_->Chance(wildness);
+      row[column.name] = random_->Word(random_->Fill(is_wild ? column.unusual : column.usual));
+      random_->Define(column.name, row[column.name]);
+    }
+    return row;
+  }
+
   // Puts a row in, whatever its cells hold. Cells of a numeric column are decimal texts; one that
   // does not fit the column is left null. False when the installer does not take the row, as for a
   // key that is there already.
-  [[nodiscard]] bool Insert(const RandomRow& row) const;
+  [[nodiscard]] bool Insert(const RandomRow& row) const {
+    const msi::UniqueMsiHandle record(::MsiCreateRecord(static_cast<UINT>(columns_.size())));
+    std::wstring names;
+    std::wstring marks;
+    UINT field = 0;
+    for (const Column& column : columns_) {
+      names += (field == 0 ? L"`" : L",`") + column.name + L"`";
+      marks += field++ == 0 ? L"?" : L",?";
+      const auto cell = row.find(column.name);
+      if (cell == row.end() || cell->second.empty()) continue;
+      if (column.type.starts_with(L"LONG")) {
+        ::MsiRecordSetInteger(record.Get(), field, util::ParseDecimal<int32_t>(cell->second));
+      } else {
+        ::MsiRecordSetStringW(record.Get(), field, cell->second.c_str());
+      }
+    }
+    msi::UniqueMsiView view;
+    const std::wstring sql =
+        L"INSERT INTO `" + table_ + L"` (" + names + L") VALUES (" + marks + L")";
+    return ::MsiDatabaseOpenViewW(package_->database(), sql.c_str(), view.Receive()) == 0 &&
+           ::MsiViewExecute(view.Get(), record.Get()) == 0;
+  }
 
  private:
   struct Column {
@@ -69,62 +118,6 @@ class RandomTable {
   std::vector<Column> columns_;
   bool is_whole_;
 };
-
-RandomTable::RandomTable(test::TestPackage* package, Random* random, const std::wstring& table,
-                         size_t keys)
-    : package_(package), random_(random), table_(table), is_whole_(random->Chance(90)) {
-  for (const test::DataRow& row : test::ReadDataRows("reliability/tables.txt")) {
-    if (row[0] == table) columns_.push_back({row[1], row[2], row[3], row[4]});
-  }
-  if (!is_whole_) {
-    const size_t left_out = random->Between(keys, columns_.size() - 1);
-    columns_.erase(columns_.begin() + static_cast<ptrdiff_t>(left_out));
-  }
-  std::wstring definitions;
-  std::wstring key;
-  for (const Column& column : columns_) {
-    if (&column < &columns_[keys]) key += (key.empty() ? L"`" : L", `") + column.name + L"`";
-    definitions += (definitions.empty() ? L"`" : L", `") + column.name + L"` " + column.type;
-  }
-  package->Execute(L"CREATE TABLE `" + table + L"` (" + definitions + L" PRIMARY KEY " + key +
-                   L")");
-}
-
-RandomRow RandomTable::MakeRow() {
-  RandomRow row;
-  const unsigned wildness = random_->Pick({10u, 40u, 90u});
-  for (const Column& column : columns_) {
-    if (!column.type.ends_with(L"NOT NULL") && random_->Chance(5)) continue;
-    const bool is_wild = random_->Chance(wildness);
-    row[column.name] = random_->Word(random_->Fill(is_wild ? column.unusual : column.usual));
-    random_->Define(column.name, row[column.name]);
-  }
-  return row;
-}
-
-bool RandomTable::Insert(const RandomRow& row) const {
-  std::wstring names;
-  std::wstring marks;
-  const msi::UniqueMsiHandle record(::MsiCreateRecord(static_cast<UINT>(columns_.size())));
-  UINT field = 0;
-  for (const Column& column : columns_) {
-    names += (field == 0 ? L"`" : L",`") + column.name + L"`";
-    marks += field++ == 0 ? L"?" : L",?";
-    const auto cell = row.find(column.name);
-    if (cell == row.end() || cell->second.empty()) continue;
-    if (column.type.starts_with(L"LONG")) {
-      ::MsiRecordSetInteger(record.Get(), field, util::ParseDecimal<int32_t>(cell->second));
-    } else {
-      ::MsiRecordSetStringW(record.Get(), field, cell->second.c_str());
-    }
-  }
-  msi::UniqueMsiView view;
-  const std::wstring sql =
-      L"INSERT INTO `" + table_ + L"` (" + names + L") VALUES (" + marks + L")";
-  return ::MsiDatabaseOpenViewW(package_->database(), sql.c_str(), view.Receive()) ==
-             ERROR_SUCCESS &&
-         ::MsiViewExecute(view.Get(), record.Get()) == ERROR_SUCCESS;
-}
 
 // One run: a package with a random table, and what its actions may not touch.
 class TableRun {

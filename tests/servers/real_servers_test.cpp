@@ -7,6 +7,7 @@
 
 #include "download/recording_listener.h"
 #include "support/download_rig.h"
+#include "support/worker.h"
 
 // Against nginx and vsftpd, which scripts/start_servers.sh starts.
 using namespace test;
@@ -42,40 +43,32 @@ std::string ServedFile(const std::wstring& name) {
   return content;
 }
 
-// Presses a button of the first dialog of this process.
+// Presses a button of the first dialog of this process, once, as long as it lives.
 class DialogHelper {
  public:
-  explicit DialogHelper(WORD button)
-      : button_(button), thread_(::CreateThread(nullptr, 0, &Run, this, 0, nullptr)) {}
-  DialogHelper(const DialogHelper&) = delete;
-  DialogHelper& operator=(const DialogHelper&) = delete;
-  // True when there was a dialog. Ends the search.
-  bool Finish() {
+  explicit DialogHelper(WORD button) : button_(button) {}
+  ~DialogHelper() {
     stop_ = true;
-    ::WaitForSingleObject(thread_.Get(), INFINITE);
-    return pressed_;
+    worker_.Join();
+    CHECK(pressed_);
   }
 
  private:
-  static DWORD WINAPI Run(void* self) {
-    auto* const helper = static_cast<DialogHelper*>(self);
-    while (!helper->stop_ && !helper->pressed_) {
+  void Press() {
+    for (; !stop_ && !pressed_; ::Sleep(10)) {  // There is no event for a new dialog.
       const HWND dialog = ::FindWindowA("#32770", nullptr);
       DWORD process = 0;
       if (dialog != nullptr) ::GetWindowThreadProcessId(dialog, &process);
-      if (process == ::GetCurrentProcessId() && ::GetDlgItem(dialog, helper->button_) != nullptr) {
-        ::PostMessageA(dialog, WM_COMMAND, helper->button_, 0);
-        helper->pressed_ = true;
-      }
-      ::Sleep(10);  // There is no event for a new dialog.
+      if (process != ::GetCurrentProcessId() || !::GetDlgItem(dialog, button_)) continue;
+      ::PostMessageA(dialog, WM_COMMAND, button_, 0);
+      pressed_ = true;
     }
-    return 0;
   }
 
   WORD button_;
   std::atomic<bool> stop_{false};
   std::atomic<bool> pressed_{false};
-  util::UniqueKernelHandle thread_;
+  Worker worker_{[this] { Press(); }};
 };
 
 }  // namespace
@@ -139,9 +132,10 @@ TEST_CASE("nginx over TLS: the user decides about a certificate that nobody trus
     CAPTURE(row.button);
     const Target target;
     RecordingListener listener;
-    DialogHelper helper(row.button);
-    CHECK(Download(Url("https", "https", "/small.bin"), target, &listener) == row.result);
-    CHECK(helper.Finish());
+    {
+      const DialogHelper helper(row.button);
+      CHECK(Download(Url("https", "https", "/small.bin"), target, &listener) == row.result);
+    }
     CHECK((target.Content() == (row.result == 0 ? content : "")));
     CHECK(listener.Trace() == row.trace);
   }

@@ -22,8 +22,6 @@ class PipeClient {
   // Opens the pipe "ToServer" with that suffix as soon as there is one, for at most ten seconds.
   explicit PipeClient(const std::string& name_suffix);
 
-  [[nodiscard]] bool is_open() const { return static_cast<bool>(pipe_); }
-
   // One message each. An answer is empty when there was none.
   void SayBytes(const void* bytes, size_t count) const;
   void Say(const std::wstring& text) const;

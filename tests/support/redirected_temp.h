@@ -7,7 +7,6 @@
 #include <string>
 
 #include "support/temp_folder.h"
-#include "util/unique_handle.h"
 
 namespace test {
 
@@ -23,17 +22,12 @@ class RedirectedTemp {
   RedirectedTemp& operator=(const RedirectedTemp&) = delete;
   ~RedirectedTemp() { ::SetEnvironmentVariableW(L"TMP", old_.c_str()); }
 
-  // Full paths of what is in it under such names.
-  [[nodiscard]] std::set<std::wstring> Files(const std::wstring& pattern = L"*.*") const {
+  // Full paths of the files in it.
+  [[nodiscard]] std::set<std::wstring> Files() const {
     std::set<std::wstring> paths;
-    WIN32_FIND_DATAW found;
-    const util::UniqueFind search(::FindFirstFileW((folder_ / pattern).c_str(), &found));
-    if (!search) return paths;
-    do {
-      if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
-        paths.insert(folder_ / found.cFileName);
-      }
-    } while (::FindNextFileW(search.Get(), &found));
+    for (const std::wstring& name : ListBelow(folder_.path())) {
+      if (name.find(L'\\') == name.npos) paths.insert(folder_ / name);
+    }
     return paths;
   }
 

@@ -5,6 +5,7 @@
 #include <doctest.h>
 
 #include <algorithm>
+#include <ranges>
 
 #include "util/unique_handle.h"
 
@@ -12,23 +13,14 @@ namespace test {
 namespace {
 
 void RemoveTree(const std::wstring& folder) {
-  WIN32_FIND_DATAW found;
-  util::UniqueFind search(::FindFirstFileW((folder + L"\\*").c_str(), &found));
-  if (search) {
-    do {
-      const std::wstring name = found.cFileName;
-      if (name == L"." || name == L"..") continue;
-      const std::wstring path = folder + L"\\" + name;
-      ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-      if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-        RemoveTree(path);
-      } else {
-        ::DeleteFileW(path.c_str());
-      }
-    } while (::FindNextFileW(search.Get(), &found));
-    search.Reset();  // An open listing keeps the folder.
+  for (std::wstring name : ListBelow(folder) | std::views::reverse) {
+    const bool is_folder = name.ends_with(L'\\');
+    name.resize(name.size() - is_folder);
+    const std::wstring path = L"\\\\?\\" + folder + L"\\" + name;
+    ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+    is_folder ? ::RemoveDirectoryW(path.c_str()) : ::DeleteFileW(path.c_str());
   }
-  ::RemoveDirectoryW(folder.c_str());
+  ::RemoveDirectoryW((L"\\\\?\\" + folder).c_str());
 }
 
 }  // namespace
@@ -40,11 +32,11 @@ TempFolder::TempFolder() {
   path_ = std::wstring(base) + L"prereq test " + std::to_wstring(::GetCurrentProcessId()) + L"-" +
           std::to_wstring(++count);
   // A run that was cut short leaves its folder behind, and process ids come round again.
-  RemoveTree(L"\\\\?\\" + path_);
+  RemoveTree(path_);
   REQUIRE(::CreateDirectoryW(path_.c_str(), nullptr));
 }
 
-TempFolder::~TempFolder() { RemoveTree(L"\\\\?\\" + path_); }
+TempFolder::~TempFolder() { RemoveTree(path_); }
 
 std::wstring TempFolder::operator/(std::wstring_view name) const {
   return path_ + L"\\" + std::wstring(name);
@@ -84,6 +76,26 @@ std::string ReadWholeFile(const std::wstring& given) {
     content.append(buffer, read);
   }
   return content;
+}
+
+std::vector<std::wstring> ListBelow(const std::wstring& folder) {
+  std::vector<std::wstring> names;
+  WIN32_FIND_DATAW found;
+  const util::UniqueFind search(::FindFirstFileW((L"\\\\?\\" + folder + L"\\*").c_str(), &found));
+  if (!search) return names;
+  do {
+    const std::wstring name = found.cFileName;
+    if (name == L"." || name == L"..") continue;
+    if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+      names.push_back(name);
+      continue;
+    }
+    names.push_back(name + L"\\");
+    for (const std::wstring& below : ListBelow(folder + L"\\" + name)) {
+      names.push_back(name + L"\\" + below);
+    }
+  } while (::FindNextFileW(search.Get(), &found));
+  return names;
 }
 
 std::wstring ProgramFolder() {

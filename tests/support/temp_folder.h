@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace test {
 
@@ -28,6 +29,10 @@ class TempFolder {
 
 // The whole content of a file; empty when there is none.
 std::string ReadWholeFile(const std::wstring& path);
+
+// The names from `folder` on of all below it. A folder has a backslash at its end and comes before
+// what it holds.
+std::vector<std::wstring> ListBelow(const std::wstring& folder);
 
 // The folder of the running test program, without a backslash at its end.
 std::wstring ProgramFolder();

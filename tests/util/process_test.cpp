@@ -3,6 +3,7 @@
 #include <doctest.h>
 
 #include "support/data_rows.h"
+#include "support/open_handles.h"
 #include "support/setup_program.h"
 #include "util/text.h"
 #include "util/unique_handle.h"
@@ -22,16 +23,6 @@ struct NamedEvent {
   std::wstring name;
   util::UniqueKernelHandle event;
 };
-
-// Asks about each number that can be one of an open handle: Wine does not count them.
-int CountOpenHandles() {
-  int count = 0;
-  for (uintptr_t handle = 4; handle < 0x8000; handle += 4) {
-    DWORD flags = 0;
-    if (::GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags)) ++count;
-  }
-  return count;
-}
 
 }  // namespace
 
@@ -105,15 +96,15 @@ TEST_CASE("a program that cannot be started gives false and the system's reason"
 TEST_CASE("launches keep no handle open") {
   const TempFolder folder;
   const SetupProgram program(folder, L"setup.exe");
-  int before = 0;
+  uint32_t before = 0;
   for (int round = 0; round < 6; ++round) {
     DWORD code = 0;
     REQUIRE(util::LaunchProgram(program.path(), L"", &code, true));
     REQUIRE(util::StartHidden(program.path(), L"", true));
     REQUIRE(util::StartHidden(ToAnsi(program.path()), "", true));
     // What the shell opens once and keeps is none of ours.
-    if (round == 0) before = CountOpenHandles();
+    if (round == 0) before = test::CountOpenHandles();
   }
   CHECK(before > 0);
-  CHECK(CountOpenHandles() < before + 5);
+  CHECK(test::CountOpenHandles() < before + 5);
 }
