@@ -162,6 +162,14 @@ void NameLaunchConditions(const Job& job) {
 
 }  // namespace
 
+bool IsJoinedByOthers(const Job& job) {
+  const Cells key = {{L"Action", kInstall}};
+  const Table action = job.database.Find(L"CustomAction", key);
+  return !action.rows.empty() && action.Get(0, L"Target") == L"InstallPrereq" &&
+         !job.edits.WasPut(L"CustomAction", key) && job.database.HasTable(L"QX_PreRequisite") &&
+         job.database.HasTable(L"QX_AppSearchEx");
+}
+
 bool HasUiSequence(const Database& database) {
   return database.Has(kUiSequence, {{L"Action", L"ExecuteAction"}});
 }

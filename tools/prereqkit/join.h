@@ -42,6 +42,10 @@ struct Job {
 // there up to date. Refused for a database that is no package that can be installed.
 void Join(const Job& job, const JoinOptions& options);
 
+// True when the library was put into the package by hand or with another tool: its rows are the
+// author's then.
+bool IsJoinedByOthers(const Job& job);
+
 // True when the installation runs the user-interface sequence, which then leads to the product.
 bool HasUiSequence(const Database& database);
 // The condition of the actions that run once: in the execute sequence only when there is no user

@@ -52,7 +52,13 @@ void RunCommand(const kit::Options& options, const kit::Job& job) {
   } else if (is_drop) {
     kit::DropPrerequisite(job, options.prerequisite);
   } else {
-    kit::Join(job, options.join);
+    const bool is_theirs = kit::IsJoinedByOthers(job);
+    if (is_theirs && options.command == kit::Command::kJoin) {
+      job.report.Refuse(
+          L"the library was put into it by hand or with another tool; require and drop work on "
+          L"such a package and leave the rows of the library alone");
+    }
+    if (!is_theirs) kit::Join(job, options.join);
     if (options.command == kit::Command::kRequire && !job.report.is_refused()) {
       kit::Require(job, options.requirement);
     }
