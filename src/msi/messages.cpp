@@ -1,9 +1,11 @@
 #include "msi/messages.h"
 
 #include <algorithm>
+#include <cwchar>
 
 #include "contract/properties.h"
 #include "msi/table_snapshot.h"
+#include "util/text.h"
 
 namespace msi {
 namespace {
@@ -11,6 +13,9 @@ namespace {
 constexpr UINT kErrorWithOk = INSTALLMESSAGE_ERROR | MB_SETFOREGROUND | MB_OK;
 constexpr UINT kWarningWithYesNo = INSTALLMESSAGE_WARNING | MB_SETFOREGROUND | MB_YESNO;
 constexpr int kNotSent = -1;
+
+constexpr wchar_t kHiddenValue[] = L"**********";  // As the installer's own log has it.
+constexpr wchar_t kHiddenLetter = L'\x01';         // Stands in no text.
 
 // First fields of a progress record.
 constexpr int kReset = 0;
@@ -72,9 +77,51 @@ bool IsLogging(const InstallerSession& session) {
          !session.GetProperty(contract::kLogProperty).empty();
 }
 
-void Log(const InstallerSession& session, const std::wstring& line) {
+void Log(const InstallerSession& session, std::initializer_list<std::wstring_view> parts) {
   if (!IsLogging(session)) return;
-  MessageRecord(1).Set(0, L"[1]").Set(1, L"Prereq: " + line).Send(session, INSTALLMESSAGE_INFO);
+  std::wstring text = L"Prereq: ";
+  for (const std::wstring_view part : parts) text += part;
+  while (text.back() <= L' ') text.pop_back();
+  for (wchar_t& letter : text) {
+    if (letter < L' ') letter = L' ';
+  }
+  MessageRecord(1).Set(0, AsTemplate(text)).Send(session, INSTALLMESSAGE_INFO);
+}
+
+std::wstring WithoutHiddenValues(const InstallerSession& session, const std::wstring& text) {
+  std::wstring names;
+  if (!session.TryGetProperty(contract::kHiddenProperty, &names)) return kHiddenValue;
+  std::wstring marked = text;  // Values may overlap.
+  for (const std::wstring& name : util::Split(names, L';')) {
+    std::wstring value;
+    if (!name.empty() && !session.TryGetProperty(name, &value)) return kHiddenValue;
+    if (value.empty()) continue;
+    for (size_t at = 0; (at = text.find(value, at)) != text.npos; ++at) {
+      marked.replace(at, value.size(), value.size(), kHiddenLetter);
+    }
+  }
+  std::wstring result;
+  for (size_t i = 0; i < marked.size(); ++i) {
+    if (marked[i] != kHiddenLetter) {
+      result += marked[i];
+    } else if (i == 0 || marked[i - 1] != kHiddenLetter) {
+      result += kHiddenValue;
+    }
+  }
+  return result;
+}
+
+std::wstring AsTemplate(const std::wstring& text) {
+  if (text.find_first_of(L"[]") == text.npos) return text;
+  std::wstring result;
+  for (const wchar_t letter : text) {
+    // Braces mean something only around brackets.
+    const bool is_mark = std::wcschr(L"[]{}", letter) != nullptr;
+    if (is_mark) result += L"[\\";
+    result += letter;
+    if (is_mark) result += L']';
+  }
+  return result;
 }
 
 PromptAnswer PromptUser(const InstallerSession& session, PromptForm form, int number,

@@ -1,7 +1,9 @@
 #ifndef MSI_MESSAGES_H_
 #define MSI_MESSAGES_H_
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "msi/handles.h"
@@ -49,9 +51,19 @@ void SendActionDataDone(const InstallerSession& session, const std::wstring& nam
 // Windows says in `MsiLogFileLocation`, or the package or the command line sets `QX_LOG`.
 [[nodiscard]] bool IsLogging(const InstallerSession& session);
 
-// Writes one line to the installer's log while IsLogging(); otherwise sends nothing. The line is
-// data: what stands in brackets in it is not replaced.
-void Log(const InstallerSession& session, const std::wstring& line);
+// Writes one line, its parts one after the other, to the installer's log while IsLogging();
+// otherwise sends nothing. The line is data: what stands in brackets in it is not replaced. Line
+// breaks in it become blanks.
+void Log(const InstallerSession& session, std::initializer_list<std::wstring_view> parts);
+inline void Log(const InstallerSession& session, const std::wstring& line) { Log(session, {line}); }
+
+// `text` with every value of the properties that `MsiHiddenProperties` names replaced by
+// "**********"; that alone when the installer does not say which they are.
+std::wstring WithoutHiddenValues(const InstallerSession& session, const std::wstring& text);
+
+// A template that shows `text` letter for letter: what stands in brackets in it is not replaced. A
+// text without brackets is its own template.
+std::wstring AsTemplate(const std::wstring& text);
 
 enum class PromptAnswer { kGoOn, kStop };
 

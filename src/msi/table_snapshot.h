@@ -2,6 +2,7 @@
 #define MSI_TABLE_SNAPSHOT_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -18,17 +19,26 @@ class TableRow {
  public:
   using Columns = std::vector<std::wstring>;
 
-  // `cells` holds a text for every column, in the same order, each with its terminator.
-  TableRow(std::shared_ptr<const Columns> columns, std::wstring_view cells);
+  // `cells` holds a text for every column, in the same order, each with its terminator. A bit of
+  // `unread` is set for each column whose cell could not be read; columns from the 32nd on share
+  // the last bit.
+  TableRow(std::shared_ptr<const Columns> columns, std::wstring_view cells, uint32_t unread = 0);
 
   // The text of the cell, found by the column's exact name; empty when the row has no such column.
   // A null cell is empty too, and a stream cell reads "{Binary Data}". Of two columns of one name
   // the later answers.
   [[nodiscard]] std::wstring Get(const wchar_t* column) const;
 
+  // False when the cell could not be read: that it reads as empty means nothing then.
+  [[nodiscard]] bool WasRead(const wchar_t* column) const;
+
  private:
+  // The column's place; the number of columns when there is none of that name.
+  [[nodiscard]] size_t Find(const wchar_t* column) const;
+
   std::shared_ptr<const Columns> columns_;  // Shared by all rows of a snapshot.
-  std::wstring cells_;                      // In one block: most of a load's time is allocation.
+  uint32_t unread_;
+  std::wstring cells_;  // In one block: most of a load's time is allocation.
 };
 
 // A query on the installer's tables, copied whole into memory. Make one, load it once, iterate.
@@ -67,9 +77,10 @@ class TableSnapshot {
   // key column. The table of the construction plays no part. Otherwise as Load().
   bool LoadJoined(std::initializer_list<Join> joins);
 
-  // Builds and runs the query and reads the column information. No columns means all of them. The
-  // condition goes into the text unchanged: its author quotes names in backquotes and values in
-  // single quotes. False when any step failed; the snapshot then stays without rows.
+  // Builds and runs the query and reads the column information. No columns means all of them.
+  // Columns that the table has not are left out of the columns and the order: their cells are
+  // empty. The condition goes into the text unchanged: its author quotes names in backquotes and
+  // values in single quotes. False when any step failed; the snapshot then stays without rows.
   bool Query(Names columns, Names order_columns = {}, const wchar_t* condition = nullptr);
 
   // Fetches the rows of the query. Without an extractor every stream is read into memory; with one,
@@ -87,9 +98,12 @@ class TableSnapshot {
   [[nodiscard]] const std::wstring& query_text() const { return query_; }
 
  private:
-  bool RunQuery();
+  // Names that are not among the `known` columns, if any are given, are left out.
+  [[nodiscard]] std::wstring Statement(Names columns, Names order_columns, const wchar_t* condition,
+                                       const TableRow::Columns* known = nullptr) const;
+  bool RunQuery(std::wstring query);
   bool ReadColumns();
-  size_t ReadCell(UINT field, wchar_t type, size_t at);
+  bool ReadCell(UINT field, wchar_t type, size_t* at);
   TableRow ReadRow(const StreamExtractor* extractor, DWORD size_limit_bytes);
   void ReadStreamCell(UINT field, const TableRow& row, const StreamExtractor* extractor,
                       DWORD size_limit_bytes);

@@ -2,6 +2,7 @@
 
 #include <doctest.h>
 
+#include "msi/messages.h"
 #include "support/action_fixture.h"
 #include "support/data_rows.h"
 
@@ -53,6 +54,8 @@ TEST_CASE("what a session is asked and answers") {
       CHECK(session.GetConditionState(row[1]) == row.Number(3));
     } else if (verb == L"format") {
       CHECK(msi::FormatText(session, row[1]) == row[2]);
+    } else if (verb == L"literal") {
+      CHECK(msi::FormatText(session, msi::AsTemplate(row[1])) == row[1]);
     } else if (verb == L"state") {
       CheckState(session, row);
     } else if (verb == L"level") {
