@@ -116,6 +116,7 @@ void ExtractProgressServer::OnFile() {
   const std::wstring path = channel_->Receive();
   channel_->Acknowledge();
   AppendToFileList(session_, path);
+  msi::Log(session_, {L"was unpacked: ", path});
 }
 
 void ExtractProgressServer::AnswerUnlessCancelled() {

@@ -1,5 +1,7 @@
 #include "prereq/install_phase.h"
 
+#include <utility>
+
 #include "msi/messages.h"
 #include "prereq/file_check.h"
 #include "prereq/prompts.h"
@@ -12,46 +14,77 @@
 namespace prereq {
 namespace {
 
+bool IsOfPass(const Prerequisite& prerequisite, InstallPass pass) {
+  return prerequisite.is_after_product == (pass == InstallPass::kAfterProduct);
+}
+
 bool IsInPass(const msi::InstallerSession& session, const Prerequisite& prerequisite,
               InstallPass pass) {
-  return prerequisite.is_after_product == (pass == InstallPass::kAfterProduct) &&
-         IsSelected(session, prerequisite);
+  return IsOfPass(prerequisite, pass) && IsSelected(session, prerequisite);
+}
+
+// Whether the row counts for the bar. Tells the log about one that does not.
+bool IsToRun(const msi::InstallerSession& session, const Prerequisite& prerequisite,
+             InstallPass pass) {
+  if (!IsOfPass(prerequisite, pass)) return false;  // The other action tells of it.
+  if (const wchar_t* reason = ReasonToPassOver(session, prerequisite)) {
+    LogAbout(session, prerequisite, kPassedOver, reason);
+    return false;
+  }
+  if (util::FileExists(prerequisite.file_path)) return true;
+  LogAbout(session, prerequisite, L"has no setup file: ", prerequisite.file_path);
+  return false;
 }
 
 void ReportFailedLaunch(const msi::InstallerSession& session, const std::wstring& path,
                         DWORD error) {
   msi::MessageRecord report(1);
-  report.Set(0, L"Failed to launch file: " + path + L" Error: " + util::ToDecimal(error));
+  report.Set(
+      0, msi::AsTemplate(L"Failed to launch file: " + path + L" Error: " + util::ToDecimal(error)));
   report.Send(session, INSTALLMESSAGE_INFO);
   report.Send(session, INSTALLMESSAGE_ERROR);
 }
 
-void Launch(PrerequisiteManager* manager, const Prerequisite& prerequisite) {
+// `held` is the file as it was checked, if it was: closed as soon as the shell has started it, for
+// a setup may replace itself.
+void Launch(PrerequisiteManager* manager, const Prerequisite& prerequisite, util::UniqueFile held) {
   const msi::InstallerSession& session = manager->session();
+  const std::wstring& path = prerequisite.file_path;
   const std::wstring arguments = msi::FormatText(session, prerequisite.arguments);
   manager->progress().BeginItem();
-  DWORD exit_code = 0;  // Not judged: whether the prerequisite is there, the verify phase tells.
-  const bool launched =
-      util::LaunchProgram(prerequisite.file_path, arguments, &exit_code, /*hidden=*/false);
+  LogAbout(session, prerequisite, L"starts: ", path, L" ",
+           msi::WithoutHiddenValues(session, arguments));
+  const DWORD started_at_ms = ::GetTickCount();
+  util::UniqueKernelHandle process;
+  const bool launched = util::StartProgram(path, arguments, /*hidden=*/false, &process);
   const DWORD error = launched ? NO_ERROR : ::GetLastError();
+  held.Reset();
+  DWORD exit_code = 0;  // Not judged: whether the prerequisite is there, the verify phase tells.
+  util::WaitForExit(process.Get(), &exit_code);
   manager->progress().FinishItem();
   if (launched) {
+    const DWORD seconds = (::GetTickCount() - started_at_ms) / 1000;
+    // Also 0 when the shell handed the file to a program that runs already.
+    LogAbout(session, prerequisite, L"ended with exit code ", util::ToDecimal(exit_code),
+             L" after seconds: ", util::ToDecimal(seconds));
     msi::SendActionDataDone(session, prerequisite.display_name);
   } else {
-    ReportFailedLaunch(session, prerequisite.file_path, error);
+    ReportFailedLaunch(session, path, error);
   }
 }
 
 // False when the user refused to go on.
 bool Install(PrerequisiteManager* manager, const Prerequisite& prerequisite) {
-  msi::SendActionData(manager->session(), prerequisite.display_name);
-  if (!util::FileExists(prerequisite.file_path)) return true;
-  // Downloaded files were checked when they came.
-  if (prerequisite.location != Location::kDownloaded &&
-      !SetupFileMatches(prerequisite, prerequisite.file_path)) {
-    return AskAboutWrongFile(manager->session(), prerequisite);
+  const msi::InstallerSession& session = manager->session();
+  util::UniqueFile held;
+  // One that is absent is only named. Downloaded files were checked when they came.
+  if (prerequisite.location != Location::kDownloaded && util::FileExists(prerequisite.file_path) &&
+      !SetupFileMatches(session, prerequisite, &held)) {
+    held.Reset();  // While the user thinks, the file may be mended.
+    return AskAboutWrongFile(session, prerequisite);
   }
-  Launch(manager, prerequisite);
+  msi::SendActionData(session, prerequisite.display_name);
+  if (util::FileExists(prerequisite.file_path)) Launch(manager, prerequisite, std::move(held));
   return true;
 }
 
@@ -62,9 +95,7 @@ ActionEnd RunInstallPhase(PrerequisiteManager* manager, InstallPass pass) {
   manager->Announce(kInstallAction);
   const std::vector<Prerequisite> prerequisites = LoadPrerequisites(session);
   for (const Prerequisite& prerequisite : prerequisites) {
-    if (IsInPass(session, prerequisite, pass) && util::FileExists(prerequisite.file_path)) {
-      manager->progress().Start(1, /*accumulate=*/true);
-    }
+    if (IsToRun(session, prerequisite, pass)) manager->progress().Start(1, /*accumulate=*/true);
   }
   if (manager->progress().item_count() == 0) return ActionEnd::kDone;
 

@@ -63,7 +63,7 @@ void ProgressReporter::OnProgress(uint32_t bytes) {
 void ProgressReporter::OnError(uint32_t /*reserved*/, uint32_t code) {
   std::wstring text = util::ErrorText(ShownCode(code));
   if (error_note_) text += L"\r\n" + *error_note_;
-  msi::MessageRecord(2).Set(0, text).Send(session_, INSTALLMESSAGE_ERROR);
+  msi::MessageRecord(2).Set(0, msi::AsTemplate(text)).Send(session_, INSTALLMESSAGE_ERROR);
 }
 
 void ProgressReporter::Ignore(uint32_t /*first*/, uint32_t /*second*/, uint32_t /*third*/) {}

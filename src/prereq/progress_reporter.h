@@ -43,6 +43,9 @@ class ProgressReporter final : public download::DownloadListener {
   void BeginItem() { OnFileInfo(1, {}); }
   void FinishItem() { OnComplete(1); }
 
+  // Moves nothing: the answer tells whether the user has cancelled meanwhile.
+  void LookForCancel() { Advance(0); }
+
   // A second line for the messages of OnError.
   void SetErrorNote(std::wstring note) { error_note_ = std::move(note); }
 

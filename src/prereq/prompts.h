@@ -5,7 +5,7 @@
 #include "prereq/rows.h"
 
 // The engine's questions. True means go on. Without a user interface nobody answers, and that is a
-// No.
+// No. The log is told the answer.
 //
 // Compatibility: each is asked as a warning with Yes and No, for mandatory prerequisites too.
 namespace prereq {

@@ -1,8 +1,10 @@
 #include "prereq/rows.h"
 
+#include <algorithm>
 #include <initializer_list>
 
 #include "contract/properties.h"
+#include "msi/messages.h"
 #include "prereq/work_folders.h"
 #include "util/text.h"
 
@@ -43,6 +45,10 @@ std::wstring FolderOfSetupExecutable(const msi::InstallerSession& session) {
   return slash == std::wstring::npos ? executable : executable.substr(0, slash);
 }
 
+bool WereRead(const msi::TableRow& row, std::initializer_list<const wchar_t*> columns) {
+  return std::ranges::all_of(columns, [&](const wchar_t* name) { return row.WasRead(name); });
+}
+
 std::vector<Prerequisite> Load(const msi::InstallerSession& session,
                                std::initializer_list<const wchar_t*> columns) {
   msi::TableSnapshot table(session, kPrerequisiteTable);
@@ -71,6 +77,10 @@ std::vector<Prerequisite> LoadWithoutFiles(const msi::InstallerSession& session)
 Prerequisite ReadPrerequisite(const msi::TableRow& row) {
   const std::wstring options = row.Get(L"Options");
   Prerequisite result = {
+      .is_readable = WereRead(
+          row, {L"SetupFileUrl", L"DisplayName", L"Location", L"ComLine", L"Options", L"Sequence",
+                L"Languages", L"MissingCondition", L"Feature_", L"TargetName"}),
+      .is_check_readable = WereRead(row, {L"ExactSize", L"MD5"}),
       .display_name = row.Get(L"DisplayName"),
       .url = row.Get(L"SetupFileUrl"),
       .location = ToLocation(row.Get(L"Location")),
@@ -138,9 +148,18 @@ bool IsMissing(const msi::InstallerSession& session, const Prerequisite& prerequ
   return session.GetConditionState(prerequisite.missing_condition) != MSICONDITION_FALSE;
 }
 
-bool IsSelected(const msi::InstallerSession& session, const Prerequisite& prerequisite) {
-  return LanguageMatches(prerequisite.languages) && IsMissing(session, prerequisite) &&
-         FeatureQualifies(session, prerequisite.feature);
+const wchar_t* ReasonToPassOver(const msi::InstallerSession& session,
+                                const Prerequisite& prerequisite) {
+  if (!prerequisite.is_readable) return kUnreadRow;
+  if (!LanguageMatches(prerequisite.languages)) return kOtherLanguage;
+  if (!IsMissing(session, prerequisite)) return kNotMissing;
+  return FeatureQualifies(session, prerequisite.feature) ? nullptr : kOtherFeature;
+}
+
+void LogAbout(const msi::InstallerSession& session, const Prerequisite& prerequisite,
+              std::wstring_view text, std::wstring_view more, std::wstring_view rest,
+              std::wstring_view end) {
+  msi::Log(session, {L"\"", prerequisite.display_name, L"\" ", text, more, rest, end});
 }
 
 std::wstring FileNameFromUrl(std::wstring_view url) {

@@ -32,6 +32,10 @@ inline constexpr wchar_t kPostInstallOption = L'p';
 
 // One row, read once. What the table leaves empty, or a phase did not ask for, is empty here.
 struct Prerequisite {
+  // False when a cell could not be read: nothing is known about such a row, and no phase handles
+  // it. The two cells of the check stand apart.
+  bool is_readable = true;
+  bool is_check_readable = true;  // False: no setup file passes the check.
   std::wstring display_name;
   std::wstring url;
   Location location = Location::kCarried;
@@ -74,8 +78,27 @@ bool FeatureQualifies(const msi::InstallerSession& session, const std::wstring& 
 // True unless the condition is false: an empty one and one that does not parse count as missing.
 bool IsMissing(const msi::InstallerSession& session, const Prerequisite& prerequisite);
 
-// True when language, missing condition and feature all select it.
-bool IsSelected(const msi::InstallerSession& session, const Prerequisite& prerequisite);
+// What speaks against handling it, in words for the log: the row itself, its language, missing
+// condition or feature, in this order; null when nothing does.
+const wchar_t* ReasonToPassOver(const msi::InstallerSession& session,
+                                const Prerequisite& prerequisite);
+
+// True when nothing speaks against it.
+inline bool IsSelected(const msi::InstallerSession& session, const Prerequisite& prerequisite) {
+  return ReasonToPassOver(session, prerequisite) == nullptr;
+}
+
+// Those words. The verification asks in an order of its own.
+inline constexpr wchar_t kPassedOver[] = L"is passed over: ";
+inline constexpr wchar_t kUnreadRow[] = L"its row cannot be read";
+inline constexpr wchar_t kOtherLanguage[] = L"Languages does not name the system's";
+inline constexpr wchar_t kNotMissing[] = L"MissingCondition is false";
+inline constexpr wchar_t kOtherFeature[] = L"Feature_ is not installed this time";
+
+// Writes a line about the prerequisite to the log: its name and the parts of a text.
+void LogAbout(const msi::InstallerSession& session, const Prerequisite& prerequisite,
+              std::wstring_view text, std::wstring_view more = {}, std::wstring_view rest = {},
+              std::wstring_view end = {});
 
 // The name on disk of the file behind `url`: what follows its last delimiter, cut to its last 30
 // characters. Not the rule of download::LocalPath() for a download that is given no name: this

@@ -12,6 +12,7 @@
 TEST_CASE("verification") { test::RunScenarios("entry/verify.txt"); }
 TEST_CASE("installation") { test::RunScenarios("entry/install.txt"); }
 TEST_CASE("downloads") { test::RunScenarios("entry/download.txt"); }
+TEST_CASE("what the log is told") { test::RunScenarios("entry/log.txt"); }
 TEST_CASE("unpacking") { test::RunScenarios("entry/extract.txt"); }
 TEST_CASE("clean-up") { test::RunScenarios("entry/cleanup.txt"); }
 TEST_CASE("the command for the next logon") { test::RunScenarios("entry/resume.txt"); }

@@ -47,8 +47,9 @@ struct Case {
 const std::set<std::wstring> kPackageWords = {L"row",      L"search",  L"find",   L"sql",
                                               L"property", L"feature", L"stream", L"install"};
 const std::set<std::wstring> kFileWords = {L"file", L"folder", L"setup", L"readonly"};
-const std::set<std::wstring> kOtherWords = {L"set",  L"state",   L"talk",    L"call",   L"check",
-                                            L"left", L"content", L"command", L"ranges", L"word"};
+const std::set<std::wstring> kOtherWords = {L"set",    L"state", L"talk",    L"call",
+                                            L"check",  L"left",  L"content", L"command",
+                                            L"ranges", L"word",  L"at",      L"writer"};
 
 Texts SplitParts(const std::wstring& text) {
   Texts parts;
@@ -315,6 +316,15 @@ class Runner {
           name, value == L"local" ? INSTALLSTATE_LOCAL : INSTALLSTATE_ABSENT));
     } else if (step.word == L"talk") {
       talk_.push_back(parts);
+    } else if (step.word == L"at") {
+      fixture_->At(parts[0], [from = folder / parts[1], to = folder / parts[2]] {
+        ::CopyFileW(from.c_str(), to.c_str(), FALSE);
+      });
+    } else if (step.word == L"writer") {
+      writer_.Reset(::CreateFileW((folder / rest).c_str(), GENERIC_WRITE,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, 0, nullptr));
+      REQUIRE(writer_);
     } else if (step.word == L"call") {
       Call(util::ToAnsi(name), util::ParseDecimal<UINT>(value), step);
     } else if (step.word == L"check") {
@@ -349,6 +359,8 @@ class Runner {
       std::optional<Worker> client;
       if (!talk_.empty()) client.emplace([this] { Talk(); });
       CHECK(fixture_->Call(action, script) == result);
+      fixture_->ForgetActions();
+      writer_.Reset();
     }
     if (!talk_.empty()) CheckReplies();
     if (script != Texts{kAnything}) {
@@ -445,6 +457,7 @@ class Runner {
   bool has_searches_ = false;
   std::vector<std::pair<std::wstring, SetupProgram>> setups_;
   std::vector<std::pair<std::wstring, std::wstring>> changed_;
+  util::UniqueFile writer_;  // Closed after the next call.
   std::vector<Texts> talk_;
   Texts replies_;
 };

@@ -14,6 +14,8 @@ using test::MakeRow;
 
 namespace {
 
+const msi::InstallerSession none(0);
+
 std::wstring WithOwnLanguage(std::wstring text) {
   const std::wstring own = util::ToDecimal(::GetSystemDefaultLangID());
   for (const auto& [mark, value] :
@@ -45,11 +47,23 @@ TEST_CASE("what a row says, and where its setup file lies") {
       const auto read = prereq::ReadPrerequisite(MakeRow({{L"Options", row[1]}}));
       CHECK(read.is_mandatory == row.Yes(2));
       CHECK(read.is_after_product == row.Yes(3));
+    } else if (row[0] == L"unread") {
+      const auto read = prereq::ReadPrerequisite(test::MakeUnreadRow(row[1].c_str()));
+      const wchar_t* const reason = prereq::ReasonToPassOver(none, read);
+      CHECK((reason == prereq::kUnreadRow) == row.Yes(2));
+      CHECK(prereq::SetupFileMatches(none, read) != row.Yes(3));
     } else if (row[0] == L"check") {
-      const auto read =
-          prereq::ReadPrerequisite(MakeRow({{L"ExactSize", row[1]}, {L"MD5", row[2]}}));
-      CHECK(prereq::SetupFileMatches(read, file) == row.Yes(3));
-      CHECK(prereq::SetupFileMatches(read, file + L" missing") == row.Yes(4));
+      auto read = prereq::ReadPrerequisite(MakeRow({{L"ExactSize", row[1]}, {L"MD5", row[2]}}));
+      const auto passes = [&](const std::wstring& path) {
+        read.file_path = path;
+        util::UniqueFile held;
+        const bool right = prereq::SetupFileMatches(none, read, &held);
+        held.Reset();
+        CHECK(prereq::SetupFileMatches(none, read) == right);
+        return right;
+      };
+      CHECK(passes(file) == row.Yes(3));
+      CHECK(passes(file + L" missing") == row.Yes(4));
     } else {
       size_t cell = 2;
       for (const wchar_t* name : {L"QX_SETUPEXEPATH", L"SourceDir", L"QX_FilesInsideExe",
@@ -95,7 +109,8 @@ TEST_CASE("a file of 4 GiB or more matches no size") {
     auto high = static_cast<LONG>(size >> 32);
     ::SetFilePointer(file.Get(), static_cast<LONG>(size), &high, FILE_BEGIN);
     REQUIRE(::SetEndOfFile(file.Get()));
-    const auto read = prereq::ReadPrerequisite(MakeRow({{L"ExactSize", expected}}));
-    CHECK(prereq::SetupFileMatches(read, path) == matches);
+    auto read = prereq::ReadPrerequisite(MakeRow({{L"ExactSize", expected}}));
+    read.file_path = path;
+    CHECK(prereq::SetupFileMatches(none, read) == matches);
   }
 }

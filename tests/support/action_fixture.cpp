@@ -13,8 +13,6 @@ namespace {
 constexpr UINT kYesNoPrompt = INSTALLMESSAGE_WARNING | MB_YESNO | MB_SETFOREGROUND;
 constexpr UINT kRetryPrompt = INSTALLMESSAGE_ERROR | MB_RETRYCANCEL;
 
-constexpr wchar_t kAnyBar[] = L"bar *";
-
 struct Answer {
   const wchar_t* name;
   int value;
@@ -110,6 +108,15 @@ UINT ActionFixture::Call(const std::string& action, const std::vector<std::wstri
   return result;
 }
 
+// As the user and the log read it: with the references of its template replaced.
+UiMessage ActionFixture::Shown(UiMessage message) {
+  const UINT kind = message.type & 0xFF000000;
+  if ((kind == INSTALLMESSAGE_ERROR || kind == INSTALLMESSAGE_INFO) && !message.fields.empty()) {
+    message.fields[0] = msi::FormatText(session().session(), message.fields[0]);
+  }
+  return message;
+}
+
 std::optional<int> ActionFixture::Note(const UiMessage& message,
                                        const std::vector<std::wstring>& script, DWORD thread) {
   // What the installer itself says of an action that an export asks it to run.
@@ -119,7 +126,12 @@ std::optional<int> ActionFixture::Note(const UiMessage& message,
     trace_.push_back(L"registered");
   }
   if (::GetCurrentThreadId() != thread) trace_.push_back(L"from another thread:");
-  std::wstring line = Describe(message);
+  const auto expected = [&] {
+    return trace_.size() < script.size() ? script[trace_.size()] : std::wstring();
+  };
+  std::wstring line = Describe(Shown(message));
+  // How often the user is asked for a Cancel while nothing comes, nobody knows.
+  if (add_up_bars_ && line == L"bar 0" && !expected().starts_with(line)) return std::nullopt;
   line.erase(line.find_last_not_of(L"\r\n") + 1);  // The system's texts end their line.
   if (add_up_bars_ && line.starts_with(L"bar ") && !trace_.empty() &&
       trace_.back().starts_with(L"bar ")) {
@@ -127,11 +139,15 @@ std::optional<int> ActionFixture::Note(const UiMessage& message,
     line = L"bar " + util::ToDecimal(before + util::ParseDecimal<int>(line.substr(4)));
     trace_.pop_back();
   }
-  if (trace_.size() < script.size() && script[trace_.size()].starts_with(kAnyBar) &&
-      line.starts_with(L"bar ")) {
-    line = kAnyBar;
+  const std::wstring pattern = expected();
+  const size_t star = pattern.find(L'*');
+  // Two and more are a text of their own.
+  if (star != pattern.npos && pattern.find(L"**") == pattern.npos &&
+      line.starts_with(pattern.substr(0, star))) {
+    line = pattern.substr(0, star + 1);
   }
   trace_.push_back(line);
+  if (const auto action = at_.find(line); action != at_.end()) action->second();
   if (trace_.size() > script.size()) return std::nullopt;
   for (const auto& [name, value] : kAnswers) {
     if (script[trace_.size() - 1] == line + L" -> " + name) {

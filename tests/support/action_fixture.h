@@ -1,8 +1,11 @@
 #ifndef TESTS_SUPPORT_ACTION_FIXTURE_H_
 #define TESTS_SUPPORT_ACTION_FIXTURE_H_
 
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/msi_session_rig.h"
@@ -46,10 +49,14 @@ class ActionFixture {
   UINT Call(const std::string& action, const std::vector<std::wstring>& script = {});
   // The lines of the last call, the answers given by the script with them.
   [[nodiscard]] const std::vector<std::wstring>& trace() const { return trace_; }
+  // Done in the next calls whenever that line is shown.
+  void At(const std::wstring& line, std::function<void()> action) { at_[line] = std::move(action); }
+  void ForgetActions() { at_.clear(); }
   // Increments in a row become one line: how many pieces a download comes in is not known before.
   void AddUpBars(bool add_up) { add_up_bars_ = add_up; }
 
  private:
+  UiMessage Shown(UiMessage message);
   std::optional<int> Note(const UiMessage& message, const std::vector<std::wstring>& script,
                           DWORD thread);
 
@@ -58,6 +65,7 @@ class ActionFixture {
   ScriptedUi ui_;
   std::optional<MsiSessionRig> session_;
   std::vector<std::wstring> trace_;
+  std::map<std::wstring, std::function<void()>> at_;
   bool add_up_bars_ = false;
   bool registered_ = false;
 };

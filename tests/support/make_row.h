@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "msi/table_snapshot.h"
@@ -19,6 +20,13 @@ inline msi::TableRow MakeRow(std::initializer_list<std::pair<const wchar_t*, std
     texts += text + L'\0';
   }
   return {std::move(columns), texts};
+}
+
+// A row of which one cell could not be read.
+inline msi::TableRow MakeUnreadRow(const wchar_t* column) {
+  auto columns = std::make_shared<msi::TableRow::Columns>();
+  columns->insert(columns->end(), {L"Prereq", column});
+  return {std::move(columns), std::wstring_view(L"key\0\0", 5), 2};
 }
 
 }  // namespace test

@@ -113,10 +113,11 @@ bool CheckDigest(const Context& context, const PrerequisiteRow& row) {
 // A setup file that lies beside the package must be there, and be the one that the row describes.
 void CheckFileBeside(const Context& context, const PrerequisiteRow& row) {
   const std::wstring target = row.Get(L"TargetName");
-  const std::wstring path = context.package.folder() + target;
+  prereq::Prerequisite described = row.read;
+  const std::wstring& path = described.file_path = context.package.folder() + target;
   if (!util::FileExists(path)) {
     context.report->Add(kNotBeside, row.At(L"TargetName"), {target});
-  } else if (!prereq::SetupFileMatches(row.read, path)) {
+  } else if (!prereq::SetupFileMatches(msi::InstallerSession(0), described)) {
     const std::string digest = util::ReadFileMd5(path).value_or("unreadable");
     context.report->Add(
         kOtherFileBeside, row.At(L""),
