@@ -1,12 +1,14 @@
 #include "prereq/download_phase.h"
 
 #include "download/downloader.h"
+#include "download/partial_file.h"
 #include "msi/messages.h"
 #include "prereq/file_check.h"
 #include "prereq/listener_relay.h"
 #include "prereq/prompts.h"
 #include "prereq/rows.h"
 #include "prereq/work_folders.h"
+#include "util/error_text.h"
 #include "util/files.h"
 #include "util/text.h"
 
@@ -15,6 +17,54 @@ namespace {
 
 bool IsDownloaded(const Prerequisite& prerequisite) {
   return prerequisite.location == Location::kDownloaded;
+}
+
+// What came of a transfer, for the log. The downloader's own codes have no text of the system.
+std::wstring ResultText(uint32_t code) {
+  switch (code) {
+    case NO_ERROR:
+      return L"complete";
+    case download::kNoLocalName:
+      return L"no place for it on this machine";
+    case download::kCancelled:
+      return L"cancelled";
+    case download::kEndedShort:
+      return L"it broke off and cannot be continued";
+    case download::kAlreadyComplete:
+      return L"the partial file is not shorter than the server's";
+    case download::kAuthenticationRequired:
+      return L"a login is asked for";
+    case download::kNotModified:
+      return L"the server says that it has not changed";
+    case download::kForbidden:
+      return L"the server refuses it";
+    case download::kNotFound:
+      return L"the server does not have it";
+    default:
+      return util::ErrorText(code);
+  }
+}
+
+// The address without a name and a password before its host.
+std::wstring WithoutLogin(std::wstring url) {
+  const size_t scheme = url.find(L"://");
+  if (scheme == url.npos) return url;
+  const size_t host = scheme + 3;
+  const size_t at = url.rfind(L'@', url.find_first_of(L"/\\?#", host));
+  if (at != url.npos && at >= host) url.erase(host, at + 1 - host);
+  return url;
+}
+
+void LogResult(const msi::InstallerSession& session, const Prerequisite& prerequisite,
+               uint32_t code) {
+  if (!msi::IsLogging(session)) return;
+  const std::wstring& path = prerequisite.file_path;
+  const std::wstring partial = path + util::ToWide(download::kPartialFileEnding);
+  const uint64_t bytes = util::ReadFileSize(code == NO_ERROR ? path : partial).value_or(0);
+  msi::Log(session,
+           {L"\"", prerequisite.display_name, L"\" download of ", WithoutLogin(prerequisite.url),
+            L" to ", path, L": ", util::ToDecimal(bytes), L" bytes, result ",
+            util::ToSignedDecimal(static_cast<int32_t>(code)), L": ", ResultText(code)});
 }
 
 // Shows what went wrong before the transfer could tell of it itself.
@@ -71,7 +121,9 @@ bool Download(PrerequisiteManager* manager, const Prerequisite& prerequisite) {
     msi::SendActionDataDone(session, prerequisite.display_name);
     return true;
   }
-  if (Fetch(manager, prerequisite) != NO_ERROR) return false;
+  const uint32_t result = Fetch(manager, prerequisite);
+  LogResult(session, prerequisite, result);
+  if (result != NO_ERROR) return false;
   msi::SendActionDataDone(session, prerequisite.display_name);
   return !progress.IsCancelled();
 }

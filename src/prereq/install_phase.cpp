@@ -52,8 +52,10 @@ void Launch(PrerequisiteManager* manager, const Prerequisite& prerequisite, util
   const std::wstring& path = prerequisite.file_path;
   const std::wstring arguments = msi::FormatText(session, prerequisite.arguments);
   manager->progress().BeginItem();
-  LogAbout(session, prerequisite, L"starts: ", path, L" ",
-           msi::WithoutHiddenValues(session, arguments));
+  if (msi::IsLogging(session)) {
+    LogAbout(session, prerequisite, L"starts: ", path, L" ",
+             msi::WithoutHiddenValues(session, arguments));
+  }
   const DWORD started_at_ms = ::GetTickCount();
   util::UniqueKernelHandle process;
   const bool launched = util::StartProgram(path, arguments, /*hidden=*/false, &process);

@@ -133,7 +133,7 @@ std::optional<int> ActionFixture::Note(const UiMessage& message,
   // How often the user is asked for a Cancel while nothing comes, nobody knows.
   if (add_up_bars_ && line == L"bar 0" && !expected().starts_with(line)) return std::nullopt;
   line.erase(line.find_last_not_of(L"\r\n") + 1);  // The system's texts end their line.
-  if (add_up_bars_ && line.starts_with(L"bar ") && !trace_.empty() &&
+  if (add_up_bars_ && line.starts_with(L"bar ") && line != L"bar 0" && !trace_.empty() &&
       trace_.back().starts_with(L"bar ")) {
     const int before = util::ParseDecimal<int>(trace_.back().substr(4));
     line = L"bar " + util::ToDecimal(before + util::ParseDecimal<int>(line.substr(4)));
