@@ -30,6 +30,11 @@ std::string WithBackslash(std::string folder) {
   return folder;
 }
 
-std::string ToDecimalAnsi(uint64_t value) { return ToAnsi(ToDecimal(value)); }
+std::string ToDecimalAnsi(uint64_t value) {
+  const std::wstring digits = ToDecimal(value);
+  std::string text;
+  for (const wchar_t digit : digits) text += static_cast<char>(digit);
+  return text;
+}
 
 }  // namespace util

@@ -1,5 +1,7 @@
 #include "util/files.h"
 
+#include <algorithm>
+
 #include "util/os_family.h"
 #include "util/sized_text.h"
 #include "util/text.h"
@@ -22,6 +24,13 @@ DWORD ReadAttributesOfFullPath(const std::wstring& path) {
 bool IsFolder(const std::wstring& path) {
   const DWORD attributes = ReadAttributes(path);
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+DWORD MakeFolderUnlessThere(const std::wstring& path) {
+  if (path.empty() || path.back() == L':' || MakeFolder(path)) return ERROR_SUCCESS;
+  const DWORD error = ::GetLastError();
+  // Asked before the error is judged: for a server's share some systems call its parent missing.
+  return IsFolder(path) ? ERROR_SUCCESS : error;
 }
 
 UniqueFile Open(const std::wstring& path, DWORD access, DWORD share, DWORD disposition) {
@@ -55,6 +64,10 @@ UniqueFile CreateForWriting(const std::wstring& path) {
   return Open(path, GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS);
 }
 
+UniqueFile CreateNewForWriting(const std::wstring& path) {
+  return Open(path, GENERIC_WRITE, FILE_SHARE_READ, CREATE_NEW);
+}
+
 std::optional<uint64_t> ReadFileSize(HANDLE file) {
   DWORD high = 0;
   // The oldest systems lack GetFileSizeEx. A low word of all ones is a size too, unless an error
@@ -86,29 +99,47 @@ bool MakeFolder(const std::wstring& path) {
 }
 
 DWORD MakeFolders(const std::wstring& path) {
-  if (path.empty() || path.back() == L':' || MakeFolder(path)) return ERROR_SUCCESS;
-  const DWORD error = ::GetLastError();
-  // Asked before the error is judged: for a server's share some systems call its parent missing.
-  if (IsFolder(path)) return ERROR_SUCCESS;
-  const size_t separator = path.find_last_of(L"\\/");
-  const bool parent_missing = error == ERROR_PATH_NOT_FOUND || error == ERROR_FILE_NOT_FOUND;
-  if (!parent_missing || separator == std::wstring::npos) return error;
-  if (const DWORD above = MakeFolders(path.substr(0, separator))) return above;
-  if (MakeFolder(path)) return ERROR_SUCCESS;
-  const DWORD last_error = ::GetLastError();
-  return IsFolder(path) ? ERROR_SUCCESS : last_error;  // Somebody else may have been faster.
+  // Up to the first folder that is there or can be made, then down again.
+  size_t end = path.size();
+  while (const DWORD error = MakeFolderUnlessThere(path.substr(0, end))) {
+    const size_t separator = path.find_last_of(L"\\/", end - 1);
+    const bool parent_missing = error == ERROR_PATH_NOT_FOUND || error == ERROR_FILE_NOT_FOUND;
+    if (!parent_missing || separator == std::wstring::npos) return error;
+    end = separator;
+  }
+  while (end < path.size()) {
+    end = std::min(path.find_first_of(L"\\/", end + 1), path.size());
+    if (const DWORD error = MakeFolderUnlessThere(path.substr(0, end))) return error;
+  }
+  return ERROR_SUCCESS;
+}
+
+std::optional<std::string> ToAnsiPath(const std::wstring& path) {
+  std::optional<std::string> ansi = TryToAnsi(path);
+  if (ansi || !IsNtFamily()) return ansi;
+  wchar_t short_path[MAX_PATH];
+  const DWORD length = ::GetShortPathNameW(path.c_str(), short_path, MAX_PATH);
+  if (length == 0 || length >= MAX_PATH) return std::nullopt;
+  return TryToAnsi({short_path, length});
 }
 
 std::string ReadTempFolder() {
-  const auto read = [](char* buffer, DWORD size) { return ::GetTempPathA(size, buffer); };
-  return ReadSizedText(read).value_or("");
+  if (!IsNtFamily()) {
+    const auto read = [](char* buffer, DWORD size) { return ::GetTempPathA(size, buffer); };
+    return ReadSizedText(read).value_or("");
+  }
+  // The ANSI call would put a letter that looks like it in the place of one that it cannot say.
+  wchar_t folder[MAX_PATH + 1];
+  const DWORD length = ::GetTempPathW(MAX_PATH + 1, folder);
+  if (length == 0 || length > MAX_PATH) return {};
+  return ToAnsiPath({folder, length}).value_or("");
 }
 
 std::wstring SystemFolder() {
   char folder[MAX_PATH];
   const UINT length = ::GetSystemDirectoryA(folder, MAX_PATH);
-  const std::string_view path(folder, length < MAX_PATH ? length : 0);
-  return WithBackslash(ToWide(path));
+  if (length == 0 || length >= MAX_PATH) return {};
+  return WithBackslash(ToWide({folder, length}));
 }
 
 }  // namespace util

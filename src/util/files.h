@@ -31,6 +31,9 @@ UniqueFile OpenAndHold(const std::wstring& path);
 // Opens for writing, in place of any existing file; others may read. Empty on failure, as above.
 UniqueFile CreateForWriting(const std::wstring& path);
 
+// As above, but for a file that is not there yet: fails with ERROR_FILE_EXISTS for one that is.
+UniqueFile CreateNewForWriting(const std::wstring& path);
+
 // Size in bytes, of an open file or of the one at `path`; nothing when it cannot be told.
 std::optional<uint64_t> ReadFileSize(HANDLE file);
 std::optional<uint64_t> ReadFileSize(const std::wstring& path);
@@ -47,11 +50,15 @@ bool MakeFolder(const std::wstring& path);
 // error number, 0 also when it is there already and for an empty path or a bare drive.
 [[nodiscard]] DWORD MakeFolders(const std::wstring& path);
 
-// The user's folder for temporary files, in the ANSI code page and with a backslash at its end;
-// empty on failure.
+// `path` in the ANSI code page. Where that cannot say the names, the short names of what is there
+// take their place, if the disk has some; nothing when that does not help either.
+std::optional<std::string> ToAnsiPath(const std::wstring& path);
+
+// The user's folder for temporary files, in the ANSI code page (see ToAnsiPath) and with a
+// backslash at its end; empty on failure.
 std::string ReadTempFolder();
 
-// The system's folder for its programs, with a backslash at its end.
+// The system's folder for its programs, with a backslash at its end; empty on failure.
 std::wstring SystemFolder();
 
 }  // namespace util

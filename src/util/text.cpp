@@ -3,23 +3,48 @@
 #include <windows.h>
 
 namespace util {
+namespace {
 
-std::string ToAnsi(std::wstring_view text) {
+// Empty when the system refuses.
+std::string Convert(std::wstring_view text, UINT code_page, DWORD flags) {
   const int length = static_cast<int>(text.size());
   const int needed =
-      ::WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+      ::WideCharToMultiByte(code_page, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
   if (needed <= 0) return {};
   std::string result(static_cast<size_t>(needed), '\0');
-  ::WideCharToMultiByte(CP_ACP, 0, text.data(), length, result.data(), needed, nullptr, nullptr);
+  if (::WideCharToMultiByte(code_page, flags, text.data(), length, result.data(), needed, nullptr,
+                            nullptr) != needed) {
+    result.clear();
+  }
   return result;
 }
 
-std::wstring ToWide(std::string_view text) {
+}  // namespace
+
+std::string ToAnsi(std::wstring_view text, unsigned code_page) {
+  std::string result = Convert(text, code_page, WC_NO_BEST_FIT_CHARS);
+  if (!result.empty() || text.empty()) return result;
+  // UTF-8 and other code pages that have every letter refuse the flag, as do Windows 95 and NT 4.0.
+  const DWORD error = ::GetLastError();
+  const bool flag_refused = error == ERROR_INVALID_FLAGS || error == ERROR_INVALID_PARAMETER;
+  return flag_refused ? Convert(text, code_page, 0) : result;
+}
+
+std::wstring ToWide(std::string_view text, unsigned code_page) {
   const int length = static_cast<int>(text.size());
-  const int needed = ::MultiByteToWideChar(CP_ACP, 0, text.data(), length, nullptr, 0);
+  const int needed = ::MultiByteToWideChar(code_page, 0, text.data(), length, nullptr, 0);
   if (needed <= 0) return {};
   std::wstring result(static_cast<size_t>(needed), L'\0');
-  ::MultiByteToWideChar(CP_ACP, 0, text.data(), length, result.data(), needed);
+  if (::MultiByteToWideChar(code_page, 0, text.data(), length, result.data(), needed) != needed) {
+    result.clear();
+  }
+  return result;
+}
+
+std::optional<std::string> TryToAnsi(std::wstring_view text, unsigned code_page) {
+  std::string result = ToAnsi(text, code_page);
+  // The way back tells for every code page; the system's own word is refused for some.
+  if (ToWide(result, code_page) != text) return std::nullopt;
   return result;
 }
 
@@ -32,6 +57,12 @@ std::vector<std::wstring> Split(std::wstring_view text, wchar_t separator) {
     if (end == std::wstring_view::npos) return pieces;
     text.remove_prefix(end + 1);
   }
+}
+
+std::wstring Concat(std::initializer_list<std::wstring_view> pieces) {
+  std::wstring text;
+  for (const std::wstring_view piece : pieces) text += piece;
+  return text;
 }
 
 std::wstring WithBackslash(std::wstring folder) {

@@ -2,6 +2,8 @@
 #define UTIL_TEXT_H_
 
 #include <cstdint>
+#include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -9,11 +11,15 @@
 
 namespace util {
 
-// Between UTF-16 and the ANSI code page. Embedded nulls are kept. A letter that the code page does
-// not have becomes the system's replacement character; text that cannot be converted at all is
-// empty.
-std::string ToAnsi(std::wstring_view text);
-std::wstring ToWide(std::string_view text);
+// Between UTF-16 and the ANSI code page (0) or another. Embedded nulls are kept. A letter that the
+// code page does not have becomes the system's replacement character, never one that looks like it;
+// text that cannot be converted at all is empty.
+std::string ToAnsi(std::wstring_view text, unsigned code_page = 0);
+std::wstring ToWide(std::string_view text, unsigned code_page = 0);
+
+// As ToAnsi(), but whole or not at all: nothing when the code page cannot say a letter of `text`.
+// For names and for whatever is compared.
+std::optional<std::string> TryToAnsi(std::wstring_view text, unsigned code_page = 0);
 
 // Cuts `text` at every `separator`. Empty pieces count, also the one after a final separator; an
 // empty text has no pieces.
@@ -22,6 +28,9 @@ std::vector<std::wstring> Split(std::wstring_view text, wchar_t separator);
 // The text of `folder` with a backslash at its end; one that is there already is not doubled. An
 // empty text becomes a backslash alone, which is no folder: who may have one asks first.
 std::wstring WithBackslash(std::wstring folder);
+
+// The pieces behind one another. In less code than a row of "+".
+std::wstring Concat(std::initializer_list<std::wstring_view> pieces);
 
 // `letter` with A to Z as a to z; every other character stays. Independent of any locale.
 constexpr wchar_t FoldAscii(wchar_t letter) {

@@ -3,6 +3,7 @@
 #include <doctest.h>
 
 #include "support/data_rows.h"
+#include "support/redirected_temp.h"
 #include "support/temp_folder.h"
 #include "util/os_family.h"
 #include "util/text.h"
@@ -47,6 +48,23 @@ TEST_CASE("characters outside the code page name files on Windows NT 4.0 to 11 o
   const std::wstring path = folder.Write(L"\u65E5\u672C\u8A9E.bin", "123");
   CHECK(util::FileExists(path) == util::IsNtFamily());
   CHECK(util::ReadFileSize(path).has_value() == util::IsNtFamily());
+}
+
+TEST_CASE("short names say what the code page cannot, and nothing else does") {
+  const TempFolder folder;
+  folder.Write(L"Lukasz\\it", "its neighbour");
+  const std::wstring path = folder.Write(L"\u0141ukasz\\it", "1");
+  const auto said = util::ToAnsiPath(path);
+  CHECK(said.has_value() == util::IsNtFamily());
+  if (said) CHECK(util::ReadFileSize(util::ToWide(*said)) == uint64_t{1});
+  CHECK_FALSE(util::ToAnsiPath(folder / L"\u0141 that is not there"));
+  CHECK(util::ToAnsiPath(folder / L"not there") == util::ToAnsi(folder / L"not there"));
+
+  const test::RedirectedTemp temp;  // Restores it.
+  ::SetEnvironmentVariableW(L"TMP", path.substr(0, path.size() - 3).c_str());
+  const std::string temp_folder = util::ReadTempFolder();
+  if (!util::IsNtFamily()) return;  // The ANSI call alone.
+  CHECK(util::ReadFileSize(util::ToWide(temp_folder + "it")) == uint64_t{1});
 }
 
 TEST_CASE("a file of any size is measured, also while another program writes it") {

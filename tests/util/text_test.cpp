@@ -29,6 +29,13 @@ TEST_CASE("texts are cut, read, written and joined by their rules") {
     if (row[0] == L"folder") CHECK(util::WithBackslash(text) == row[2]);
     if (row[0] == L"fold") CHECK(Fold(text) == row[2]);
     if (row[0] == L"ansi") CHECK(util::ToWide(util::ToAnsi(text)) == row[2]);
+    if (row[0] == L"say") {
+      const auto code_page = static_cast<unsigned>(row.Number(1));
+      const std::string said = util::ToAnsi(row[2], code_page);
+      CHECK(util::ToWide(said, code_page) == row[3]);
+      CHECK(util::TryToAnsi(row[2], code_page) ==
+            (row.Yes(4) ? std::optional(said) : std::nullopt));
+    }
     if (row[0] == L"join") CHECK(util::JoinArguments(util::Split(text, L';')) == row[2]);
     if (row[0] == L"number") {
       CHECK(util::ToSignedDecimal(util::ParseDecimal<int32_t>(text)) == row[2]);
