@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "util/find_function.h"
+#include "util/system_library.h"
 
 namespace download {
 namespace {
@@ -15,7 +16,7 @@ std::atomic<const WinInet*> g_functions{nullptr};
 
 const WinInet* LoadWinInet() {
   if (const WinInet* functions = g_functions) return functions;
-  util::UniqueModule library(::LoadLibraryA("wininet.dll"));
+  util::UniqueModule library = util::LoadSystemLibrary("wininet.dll");
   if (!library) return nullptr;
   auto table = std::make_unique<WinInet>();
   const auto find = [&](const char* name, auto* function) {
