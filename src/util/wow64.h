@@ -14,13 +14,16 @@ bool Is64BitSystem();
 // library: the loader would find the 64-bit one.
 class FileRedirectionOff {
  public:
+  // Finds a function of the system by its name; null when there is none. Tests give their own.
+  using Find = FARPROC (*)(const char* name);
   FileRedirectionOff();
+  explicit FileRedirectionOff(Find find);
   FileRedirectionOff(const FileRedirectionOff&) = delete;
   FileRedirectionOff& operator=(const FileRedirectionOff&) = delete;
   ~FileRedirectionOff();
 
  private:
-  bool is_off_ = false;
+  BOOL(WINAPI* revert_)(void* old_state) = nullptr;  // Set while it is off.
   void* old_state_ = nullptr;
 };
 
