@@ -1,14 +1,16 @@
 #include "util/process.h"
 
-#include <shellapi.h>
-
 #include <iterator>
 #include <utility>
 
+#include "util/com.h"
 #include "util/os_family.h"
 #include "util/text.h"
 
 namespace util {
+
+ShellCalls g_shell_calls;
+
 namespace {
 
 // The wide or the ANSI form of the shell's call.
@@ -19,14 +21,14 @@ struct Shell<std::wstring> {
   using Info = SHELLEXECUTEINFOW;
   static constexpr wchar_t kOpen[] = L"open";
   static constexpr wchar_t kLongPathPrefix[] = L"\\\\?\\";
-  static bool Execute(Info* info) { return ::ShellExecuteExW(info) != FALSE; }
+  static bool Execute(Info* info) { return g_shell_calls.execute_wide(info) != FALSE; }
 };
 template <>
 struct Shell<std::string> {
   using Info = SHELLEXECUTEINFOA;
   static constexpr char kOpen[] = "open";
   static constexpr char kLongPathPrefix[] = "\\\\?\\";
-  static bool Execute(Info* info) { return ::ShellExecuteExA(info) != FALSE; }
+  static bool Execute(Info* info) { return g_shell_calls.execute_narrow(info) != FALSE; }
 };
 
 // With `process`, gives what was started.
@@ -34,9 +36,17 @@ template <typename Text>
 bool Run(typename Shell<Text>::Info info, bool hidden, UniqueKernelHandle* process) {
   info.cbSize = sizeof(info);
   // The shell's own error boxes stay away: whoever asked for the start reports the failure.
-  info.fMask |= SEE_MASK_FLAG_NO_UI;
+  info.fMask |= SEE_MASK_FLAG_NO_UI | SEE_MASK_NOASYNC;
   info.nShow = hidden ? SW_HIDE : SW_SHOWNORMAL;
-  if (!Shell<Text>::Execute(&info)) return false;
+  bool is_started = false;
+  DWORD error = NO_ERROR;
+  {
+    const ComScope com;
+    is_started = Shell<Text>::Execute(&info);
+    error = ::GetLastError();
+  }
+  ::SetLastError(error);  // The end of COM may have left another.
+  if (!is_started) return false;
   UniqueKernelHandle started(info.hProcess);
   if (process != nullptr) *process = std::move(started);
   return true;
@@ -110,6 +120,11 @@ bool LaunchProgram(const std::string& file, const std::string& arguments, DWORD*
 }
 
 bool StartProgram(const std::wstring& file, const std::wstring& arguments, bool hidden,
+                  UniqueKernelHandle* process) {
+  return Launch(file, arguments, hidden, process);
+}
+
+bool StartProgram(const std::string& file, const std::string& arguments, bool hidden,
                   UniqueKernelHandle* process) {
   return Launch(file, arguments, hidden, process);
 }

@@ -2,13 +2,16 @@
 #define UTIL_PROCESS_H_
 
 #include <windows.h>
+#include <shellapi.h>
 
 #include <string>
 #include <vector>
 
 #include "util/unique_handle.h"
 
-// Starting other programs through the shell. Nothing is shown on failure: the answer is false and
+// Starting other programs through the shell, which is given COM for the length of a start and ends
+// all that belongs to it before it returns: the installer's thread has no message loop to go on
+// with. Nothing is shown on failure: the answer is false and
 // GetLastError() holds the reason. Process handles are closed before the call returns, but for the
 // one that StartProgram() gives away.
 namespace util {
@@ -27,6 +30,8 @@ namespace util {
 // empty when the shell gives no process.
 [[nodiscard]] bool StartProgram(const std::wstring& file, const std::wstring& arguments,
                                 bool hidden, UniqueKernelHandle* process);
+[[nodiscard]] bool StartProgram(const std::string& file, const std::string& arguments, bool hidden,
+                                UniqueKernelHandle* process);
 // The second half: waits, without a time limit, for the end of `process`, which is borrowed and may
 // be null, and stores its code, which stays as it was when there is none.
 void WaitForExit(HANDLE process, DWORD* exit_code);
@@ -36,6 +41,13 @@ void WaitForExit(HANDLE process, DWORD* exit_code);
 // form the ANSI one: the caller chooses.
 [[nodiscard]] bool StartHidden(const std::wstring& file, const std::wstring& arguments, bool wait);
 [[nodiscard]] bool StartHidden(const std::string& file, const std::string& arguments, bool wait);
+
+// The shell's calls, which a test can replace.
+struct ShellCalls {
+  decltype(&::ShellExecuteExW) execute_wide = &::ShellExecuteExW;
+  decltype(&::ShellExecuteExA) execute_narrow = &::ShellExecuteExA;
+};
+extern ShellCalls g_shell_calls;
 
 // Joins the items up to the first empty one with single blanks. An item that contains a blank and
 // neither begins nor ends with a double quote is put in double quotes.

@@ -1,10 +1,12 @@
 #include "util/process.h"
 
 #include <doctest.h>
+#include <objbase.h>
 
 #include "support/data_rows.h"
 #include "support/open_handles.h"
 #include "support/setup_program.h"
+#include "util/scope_exit.h"
 #include "util/text.h"
 #include "util/unique_handle.h"
 
@@ -23,6 +25,20 @@ struct NamedEvent {
   std::wstring name;
   util::UniqueKernelHandle event;
 };
+
+int g_right_starts = 0;
+
+// In the shell's place: refuses, and counts what is asked as it should be.
+template <typename Info>
+BOOL WINAPI JudgeStart(Info* info) {
+  constexpr ULONG kWanted = SEE_MASK_NOASYNC | SEE_MASK_FLAG_NO_UI;
+  // Another kind of COM is refused where there is one.
+  const HRESULT other = ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  if (SUCCEEDED(other)) ::CoUninitialize();
+  if ((info->fMask & kWanted) == kWanted && other == RPC_E_CHANGED_MODE) ++g_right_starts;
+  ::SetLastError(ERROR_ACCESS_DENIED);
+  return FALSE;
+}
 
 }  // namespace
 
@@ -91,6 +107,18 @@ TEST_CASE("a program that cannot be started gives false and the system's reason"
     CHECK(::GetLastError() == ERROR_FILE_NOT_FOUND);
   }
   CHECK(code == 77);
+}
+
+TEST_CASE("the shell ends its work before it returns, and has COM meanwhile") {
+  const util::ScopeExit restore([] { util::g_shell_calls = {}; });
+  util::g_shell_calls = {&JudgeStart<SHELLEXECUTEINFOW>, &JudgeStart<SHELLEXECUTEINFOA>};
+  g_right_starts = 0;
+  CHECK_FALSE(util::LaunchProgram(std::wstring(L"x"), L"", nullptr, false));
+  CHECK_FALSE(util::LaunchProgram(std::string("x"), "", nullptr, false));
+  CHECK_FALSE(util::StartHidden(std::wstring(L"x"), L"", true));
+  CHECK_FALSE(util::StartHidden(std::string("x"), "", true));
+  CHECK(::GetLastError() == ERROR_ACCESS_DENIED);
+  CHECK(g_right_starts == 4);
 }
 
 TEST_CASE("launches keep no handle open") {
