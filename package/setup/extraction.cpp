@@ -1,6 +1,7 @@
 #include "extraction.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "archive.h"
 #include "contract/extraction.h"
@@ -35,7 +36,8 @@ class Reporter : public UnpackListener {
   [[nodiscard]] bool Connect(const std::string& callback_id) {
     if (callback_id.empty()) return true;
     const DWORD start = ::GetTickCount();
-    while (!channel_.Open(util::PipeChannel::Side::kClient, callback_id)) {
+    const auto server = util::ParseDecimal<DWORD>(std::string_view(callback_id));
+    while (!channel_.Open(util::PipeChannel::Side::kClient, callback_id, server)) {
       if (::GetTickCount() - start >= kWaitForListenerMs) return false;
       ::Sleep(kPauseMs);
     }

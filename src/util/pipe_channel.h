@@ -18,7 +18,8 @@ namespace util {
 // travel as decimal texts. Everything blocks without a time limit. Used by one thread at a time.
 //
 // Nothing fails loudly: what could not be received is an empty text, what could not be sent is
-// lost.
+// lost. A server whose client has left goes on waiting; where the pipe itself fails, it closes the
+// channel.
 class PipeChannel {
  public:
   enum class Side { kServer, kClient };
@@ -34,7 +35,10 @@ class PipeChannel {
   // Makes the pipe (server) or opens the one that a server has made (client). The pipe's name ends
   // in `name_suffix`. True when the channel is open; one that is open already stays as it is. False
   // leaves it closed, with the reason in GetLastError(): a client that comes too early tries again.
-  [[nodiscard]] bool Open(Side side, const std::string& name_suffix);
+  // A server fails where somebody else has made a pipe of that name before. A client with a
+  // `server_process` other than 0 fails with ERROR_ACCESS_DENIED at the pipe of another process,
+  // where the system can tell; it lets the server see who it is, and no more.
+  [[nodiscard]] bool Open(Side side, const std::string& name_suffix, DWORD server_process = 0);
   void Close();
 
   // The server waits here for its client. Units that belong to no whole character are kept; an odd
@@ -67,8 +71,9 @@ class PipeChannel {
   [[nodiscard]] bool close_seen() const { return close_seen_; }
 
  private:
-  bool WaitForClient() const;
-  bool ReadMessage(DWORD* read_bytes) const;
+  bool WaitForClient();
+  bool ReadMessage(DWORD* read_bytes);
+  void CloseUnlessClientLeft(DWORD error);
 
   UniqueFile pipe_;
   std::unique_ptr<wchar_t[]> buffer_;
@@ -76,6 +81,12 @@ class PipeChannel {
   bool has_written_ = false;  // Since the last read: then the other end has been there.
   bool close_seen_ = false;
 };
+
+// Makes the server's end: the first of its name, which nobody of another machine can open. Systems
+// that do not know these requests are asked without them. `create` is the system's call; tests give
+// their own.
+HANDLE MakeServerPipe(const std::string& name,
+                      decltype(&::CreateNamedPipeA) create = &::CreateNamedPipeA);
 
 }  // namespace util
 

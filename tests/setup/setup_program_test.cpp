@@ -65,8 +65,7 @@ struct Talk {
   // before the program, or only some time after it.
   Talk(const std::wstring& program, const std::wstring& groups, const std::wstring& folder,
        const Answer& answer, bool is_late = false) {
-    static unsigned count = 1000;
-    const std::wstring id = util::ToDecimal(::GetCurrentProcessId()) + util::ToDecimal(++count);
+    const std::wstring id = util::ToDecimal(::GetCurrentProcessId());
     const auto open = [&] { REQUIRE(channel.Open(PipeChannel::Side::kServer, util::ToAnsi(id))); };
     if (!is_late) open();
     const util::UniqueKernelHandle process = Start(

@@ -44,6 +44,24 @@ std::wstring SayNumber(const PipeClient& pipe, const std::wstring& text, bool is
   return {};
 }
 
+// Flags that the system's call refuses, and how; what it was asked for.
+struct Refusal {
+  DWORD open = 0;
+  DWORD mode = 0;
+  DWORD error = 0;
+};
+Refusal g_refused;
+std::string g_asked;
+
+HANDLE WINAPI CreateOrRefuse(LPCSTR, DWORD open, DWORD mode, DWORD, DWORD, DWORD, DWORD,
+                             LPSECURITY_ATTRIBUTES) {
+  g_asked += (open & FILE_FLAG_FIRST_PIPE_INSTANCE) != 0 ? "first" : "any";
+  g_asked += (mode & PIPE_REJECT_REMOTE_CLIENTS) != 0 ? " local, " : ", ";
+  if ((open & g_refused.open) == 0 && (mode & g_refused.mode) == 0) return nullptr;  // A handle.
+  ::SetLastError(g_refused.error);
+  return INVALID_HANDLE_VALUE;
+}
+
 }  // namespace
 
 TEST_CASE("texts and numbers of every size and content pass whole between two channels") {
@@ -169,4 +187,54 @@ TEST_CASE("a client that comes too early tries again; a closed channel answers a
   answer.Join();
   server.Close();
   CHECK(client.Ask(L"more").empty());
+}
+
+TEST_CASE("a server asks for the first pipe of its name and for no remote clients, where it can") {
+  const auto ask = [&](DWORD open, DWORD mode, DWORD reason) {
+    g_asked.clear();
+    g_refused = {open, mode, reason};
+    const bool made = util::MakeServerPipe("x", &CreateOrRefuse) != INVALID_HANDLE_VALUE;
+    return g_asked + (made ? "made" : "not made");
+  };
+  CHECK(ask(0, 0, 0) == "first local, made");
+  CHECK(ask(0, PIPE_REJECT_REMOTE_CLIENTS, ERROR_INVALID_PARAMETER) == "first local, first, made");
+  CHECK(ask(FILE_FLAG_FIRST_PIPE_INSTANCE, 0, ERROR_INVALID_PARAMETER) ==
+        "first local, first, any, made");
+  // Somebody else's pipe is none of ours.
+  CHECK(ask(FILE_FLAG_FIRST_PIPE_INSTANCE, 0, ERROR_ACCESS_DENIED) == "first local, not made");
+}
+
+TEST_CASE("a pipe that somebody made before is not served, and another process's not talked to") {
+  const Server server;
+  PipeChannel second;
+  CHECK_FALSE(second.Open(Side::kServer, server.suffix));
+  PipeChannel client;
+  CHECK_FALSE(client.Open(Side::kClient, server.suffix, ::GetCurrentProcessId() + 1));
+  CHECK(::GetLastError() == ERROR_ACCESS_DENIED);
+}
+
+TEST_CASE("a client talks to the process that it was told") {
+  const Server server;
+  PipeChannel client;
+  CHECK(client.Open(Side::kClient, server.suffix, ::GetCurrentProcessId()));
+}
+
+TEST_CASE("a pipe that breaks closes the channel, as no client could end the talk") {
+  for (const bool by_writing : {false, true}) {
+    CAPTURE(by_writing);
+    // Handles are numbered from the lowest free one.
+    util::UniqueKernelHandle event(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    const HANDLE next = event.Get();
+    event.Reset();
+    Server server;
+    REQUIRE(::GetFileType(next) == FILE_TYPE_PIPE);
+    REQUIRE(::CloseHandle(next));
+    if (by_writing) {
+      server.channel.Acknowledge();
+    } else {
+      CHECK(server.channel.Receive().empty());
+    }
+    int32_t number = 0;
+    CHECK_FALSE(server.channel.ReceiveInteger(&number));
+  }
 }
