@@ -23,13 +23,21 @@ while read -r dll function; do
     complain "import not allowed: $dll $function"
 done < <(awk '/DLL Name:/ {dll = $3} /^\t[0-9a-f]+\t +[0-9]+ +/ {print dll, $3}' <<<"$headers")
 
+# One of the same name beside the program that loads the library must never be taken for it: these come
+# from the system folder alone, and msi.dll is there already.
+for dll in $(awk '/DLL Name:/ {print tolower($3)}' <<<"$headers"); do
+  [[ " advapi32.dll kernel32.dll msvcrt.dll ole32.dll shell32.dll user32.dll msi.dll " == *" $dll "* ]] ||
+    complain "static import of a library that can be planted: $dll"
+done
+
 grep -q DYNAMIC_BASE <<<"$headers" || complain "DYNAMIC_BASE is not set"
 grep -q NX_COMPAT <<<"$headers" || complain "NX_COMPAT is not set"
+grep -q NO_SEH <<<"$headers" || complain "NO_SEH is not set"
 dump -h | grep '\.rsrc' >/dev/null || complain "the version resource is missing"
 dump -t | grep 'no symbols' >/dev/null || complain "the file is not stripped"
 
 # It travels inside every package.
-[ "$(stat -c %s "$library")" -le $((180 << 10)) ] || complain "larger than 180 KiB"
+[ "$(stat -c %s "$library")" -le $((145 << 10)) ] || complain "larger than 145 KiB"
 
 echo "Prereq.dll: $(stat -c %s "$library") bytes, $(wc -w <<<"$found") exports"
 exit $bad
