@@ -2,6 +2,7 @@
 #define APPSEARCH_APP_SEARCH_RUNNER_H_
 
 #include <string>
+#include <string_view>
 
 #include "appsearch/program_search.h"
 #include "appsearch/search_engine.h"
@@ -32,12 +33,14 @@ class AppSearchRunner {
     std::string ExtractToTempExe(const std::string& name) override {
       return binaries_.ExtractToTempExe(name);
     }
+    void LetGo() override { binaries_.LetGo(); }
 
    private:
     msi::BinaryExtractor binaries_;
   };
 
   void Search(const SearchRow& row) const;
+  void Log(const SearchRow& row, std::wstring_view outcome) const;
 
   const msi::InstallerSession& session_;
   Programs programs_;

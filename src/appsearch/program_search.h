@@ -11,10 +11,11 @@ namespace appsearch {
 // Where programs that a package brings come from. Texts are in the ANSI code page.
 class ProgramSource {
  public:
-  // Writes the program `name` to a temporary file, in place of one that should be there already,
-  // and gives its path; empty on failure. The source owns the file, and keeps it until it is asked
-  // for the next one or ends.
+  // Writes the program `name` to a new temporary file and gives its path; empty on failure. The
+  // source owns the file, and keeps it until it is asked for the next one or ends. Nobody can
+  // change it until LetGo().
   virtual std::string ExtractToTempExe(const std::string& name) = 0;
+  virtual void LetGo() = 0;
 
  protected:
   ~ProgramSource() = default;  // Nobody owns a source through this interface.

@@ -5,6 +5,7 @@
 
 #include "msi/handles.h"
 #include "msi/session.h"
+#include "util/unique_handle.h"
 
 namespace msi {
 
@@ -23,10 +24,13 @@ class BinaryExtractor {
   BinaryExtractor& operator=(const BinaryExtractor&) = delete;
   ~BinaryExtractor();
 
-  // Writes the program `name` to a temporary file, in place of one that should be there already,
-  // and gives its path, in the ANSI code page; empty on failure. The file goes with the next call
-  // or the extractor.
+  // Writes the program `name` to a temporary file of a name that nothing has, makes sure that the
+  // file holds what was written, and gives its path, in the ANSI code page; empty on failure, also
+  // when there is no folder for temporary files. The file goes with the next call or the extractor.
+  // Until then or LetGo() nobody can write, rename or delete it.
   std::string ExtractToTempExe(const std::string& name);
+  // Lets others at the file again. For after its start.
+  void LetGo() { hold_.Reset(); }
 
  private:
   void RemoveTempFile();
@@ -34,6 +38,7 @@ class BinaryExtractor {
   std::string query_prefix_;
   UniqueMsiHandle database_;
   std::string temp_file_;  // The file last written; empty when none.
+  util::UniqueFile hold_;
 };
 
 }  // namespace msi

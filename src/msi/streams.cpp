@@ -28,7 +28,10 @@ UINT ReadStream(MSIHANDLE record, UINT field, std::vector<unsigned char>* bytes)
 
 bool WriteStreamToFile(MSIHANDLE record, UINT field, const std::wstring& path) {
   const util::UniqueFile file = util::CreateForWriting(path);
-  if (!file) return false;
+  return file && WriteStream(record, field, file.Get(), nullptr);
+}
+
+bool WriteStream(MSIHANDLE record, UINT field, HANDLE file, util::Md5* digest) {
   const DWORD size = ::MsiRecordDataSize(record, field);
   std::vector<char> buffer(kChunkBytes);
   DWORD total = 0;
@@ -37,7 +40,8 @@ bool WriteStreamToFile(MSIHANDLE record, UINT field, const std::wstring& path) {
     if (::MsiRecordReadStream(record, field, buffer.data(), &read) != ERROR_SUCCESS) break;
     if (read == 0) break;
     DWORD written = 0;
-    if (!::WriteFile(file.Get(), buffer.data(), read, &written, nullptr)) break;
+    if (!::WriteFile(file, buffer.data(), read, &written, nullptr)) break;
+    if (digest != nullptr) digest->Update(buffer.data(), written);
     total += written;
   }
   return total == size;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "msi/handles.h"
+#include "util/md5.h"
 
 namespace msi {
 
@@ -15,6 +16,10 @@ namespace msi {
 // Writes the stream in `field` of `record` to a file, in place of any existing one. True when every
 // byte of the stream is there; a file that was only written in part stays.
 bool WriteStreamToFile(MSIHANDLE record, UINT field, const std::wstring& path);
+
+// As above, to a file that is open for writing, which is borrowed; `digest` takes in what was
+// written, and may be null.
+bool WriteStream(MSIHANDLE record, UINT field, HANDLE file, util::Md5* digest);
 
 }  // namespace msi
 

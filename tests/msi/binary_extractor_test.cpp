@@ -4,6 +4,8 @@
 
 #include "support/action_fixture.h"
 #include "support/redirected_temp.h"
+#include "support/worker.h"
+#include "util/files.h"
 #include "util/text.h"
 
 namespace {
@@ -55,6 +57,64 @@ TEST_CASE("a program comes out of the package whole, and goes with its reader") 
   const msi::InstallerSession none(0);
   CHECK(msi::BinaryExtractor(none, kQuery).ExtractToTempExe("p1").empty());
   CHECK(temp.Files().empty());
+}
+
+TEST_CASE("nobody gets between a program and its start") {
+  test::ActionFixture fixture;
+  test::TestPackage& package = fixture.package();
+  package.Execute(kBinaryTable);
+  const std::string content = Pattern(60000);
+  package.AddStream(L"Binary", L"Data", L"p", package.folder().Write(L"stream", content));
+  const msi::InstallerSession& session = fixture.session().session();
+  const test::RedirectedTemp temp;
+  const std::wstring folder = util::ToWide(util::ReadTempFolder());
+  SUBCASE("names that are taken are passed over") {
+    // Every other of those that come next: the system counts up from the time.
+    wchar_t next[MAX_PATH];
+    const UINT first = ::GetTempFileNameW(folder.c_str(), L"ACS", 0, next);
+    for (UINT number = first; number < first + 2000; number += 2) {
+      wchar_t name[MAX_PATH];
+      ::GetTempFileNameW(folder.c_str(), L"ACS", number & 0xFFFF ? number & 0xFFFF : 1, name);
+      REQUIRE(util::CreateForWriting(name + std::wstring(L".exe")));
+    }
+    const auto planted = temp.Files();
+    msi::BinaryExtractor extractor(session, kQuery);
+    for (int round = 0; round < 8; ++round) {
+      const std::wstring path = util::ToWide(extractor.ExtractToTempExe("p"));
+      CHECK_FALSE(planted.contains(path));
+      CHECK((test::ReadWholeFile(path) == content));
+    }
+    CHECK(extractor.ExtractToTempExe("none").empty());
+    CHECK(temp.Files().size() + 1 == planted.size());  // The first number's own file is gone.
+    for (const std::wstring& path : planted) CHECK(test::ReadWholeFile(path).empty());
+  }
+  SUBCASE("the file is held until it is let go") {
+    msi::BinaryExtractor extractor(session, kQuery);
+    const std::wstring path = util::ToWide(extractor.ExtractToTempExe("p"));
+    CHECK_FALSE(util::CreateForWriting(path));
+    CHECK_FALSE(util::RemoveFile(path));
+    CHECK_FALSE(::MoveFileW(path.c_str(), (path + L".old").c_str()));
+    extractor.LetGo();
+    CHECK(util::CreateForWriting(path));
+  }
+  SUBCASE("what somebody else has written is not given away") {
+    volatile bool ends = false;
+    const test::Worker attacker([&] {
+      while (!ends) {
+        for (const std::wstring& path : temp.Files(L"ACS*.exe")) (void)util::CreateForWriting(path);
+      }
+    });
+    msi::BinaryExtractor extractor(session, kQuery);
+    int wrong = 0;
+    for (int round = 0; round < 20; ++round) {
+      const std::wstring path = util::ToWide(extractor.ExtractToTempExe("p"));
+      ::Sleep(1);
+      if (!path.empty() && test::ReadWholeFile(path) != content) ++wrong;
+    }
+    ends = true;
+    attacker.Join();
+    CHECK(wrong == 0);
+  }
 }
 
 TEST_CASE("a query writes the stream of its first row over what was there") {
