@@ -7,12 +7,15 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "util/ansi_text.h"
 #include "util/file_version.h"
+#include "util/os_family.h"
 #include "util/scope_exit.h"
 #include "util/sized_text.h"
+#include "util/text.h"
 #include "util/unique_handle.h"
 #include "util/wow64.h"
 
@@ -62,14 +65,56 @@ std::vector<std::string> ListCandidates(const std::string& search) {
   return candidates;
 }
 
-Place ToPlace(const std::string& candidate, const FolderResolver& folders) {
+// Nothing when a reference stands for what the code page cannot say.
+std::optional<Place> ToPlace(const std::string& candidate, const FolderResolver& folders) {
   const size_t mark = FindDepth(candidate);
-  const std::string path = folders.Resolve(candidate.substr(0, mark));
-  const size_t slash = util::FindLastMark(path, "\\");
+  const auto path = folders.Resolve(candidate.substr(0, mark));
+  if (!path) return std::nullopt;
+  const size_t slash = util::FindLastMark(*path, "\\");
   const size_t name = slash == util::kNoMark ? 0 : slash + 1;
-  return {path.substr(0, name), path.substr(name),
-          mark == util::kNoMark ? 0 : ParseDepth(std::string_view(candidate).substr(mark + 1))};
+  return Place{
+      path->substr(0, name), path->substr(name),
+      mark == util::kNoMark ? 0 : ParseDepth(std::string_view(candidate).substr(mark + 1))};
 }
+
+// The entries of a folder that match a path, "*" and all.
+class Listing {
+ public:
+  explicit Listing(const std::string& path) {
+    if (util::IsNtFamily()) {
+      find_.Reset(::FindFirstFileW(util::ToWide(path).c_str(), &wide_));
+    } else {
+      find_.Reset(::FindFirstFileA(path.c_str(), &narrow_));
+    }
+    has_entry_ = static_cast<bool>(find_);
+  }
+
+  [[nodiscard]] bool HasEntry() const { return has_entry_; }
+  void Next() {
+    has_entry_ = util::IsNtFamily() ? ::FindNextFileW(find_.Get(), &wide_)
+                                    : ::FindNextFileA(find_.Get(), &narrow_);
+  }
+
+  // Of the entry, which is there.
+  [[nodiscard]] bool IsFolder() const {
+    const DWORD attributes = util::IsNtFamily() ? wide_.dwFileAttributes : narrow_.dwFileAttributes;
+    return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+  }
+  // Its short name where the code page cannot say the long one, and empty when it has none.
+  [[nodiscard]] std::string Name() const {
+    if (!util::IsNtFamily()) return narrow_.cFileName;
+    if (auto name = util::TryToAnsi(wide_.cFileName)) return *name;
+    return util::TryToAnsi(wide_.cAlternateFileName).value_or("");
+  }
+
+ private:
+  union {
+    WIN32_FIND_DATAW wide_;
+    WIN32_FIND_DATAA narrow_;
+  };
+  util::UniqueFind find_;
+  bool has_entry_ = false;
+};
 
 class Walk {
  public:
@@ -77,15 +122,16 @@ class Walk {
 
   // True when a file within the bounds was found, which ends every search.
   bool Search(const std::string& folder, const std::string& pattern, int32_t depth) {
-    WIN32_FIND_DATAA found;
-    if (FindMatch(folder + pattern, &found) && Accept(folder + found.cFileName)) return true;
+    const std::string match = FindMatch(folder + pattern);
+    if (!match.empty() && Accept(folder + match)) return true;
     if (depth < 1) return false;
-    const util::UniqueFind entries(::FindFirstFileA((folder + '*').c_str(), &found));
-    if (!entries) return false;
+    Listing entries(folder + '*');
+    if (!entries.HasEntry()) return false;
     // Compatibility: the first entry, the folder itself on most volumes, is never looked at.
-    while (::FindNextFileA(entries.Get(), &found)) {
-      if (IsFolder(found) && !IsDots(found.cFileName) &&
-          Search(folder + found.cFileName + '\\', pattern, depth - 1)) {
+    for (entries.Next(); entries.HasEntry(); entries.Next()) {
+      const std::string name = entries.IsFolder() ? entries.Name() : "";
+      if (!name.empty() && name != "." && name != ".." &&
+          Search(folder + name + '\\', pattern, depth - 1)) {
         return true;
       }
     }
@@ -93,21 +139,17 @@ class Walk {
   }
 
  private:
-  static bool IsFolder(const WIN32_FIND_DATAA& found) {
-    return (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-  }
-  static bool IsDots(std::string_view name) { return name == "." || name == ".."; }
-
-  // Folders of that name are passed over.
-  static bool FindMatch(const std::string& path, WIN32_FIND_DATAA* found) {
-    const util::UniqueFind matches(::FindFirstFileA(path.c_str(), found));
-    bool any = static_cast<bool>(matches);
-    while (any && IsFolder(*found)) any = ::FindNextFileA(matches.Get(), found) != FALSE;
-    return any;
+  // The name of the first file that can be named; folders are passed over.
+  static std::string FindMatch(const std::string& path) {
+    for (Listing matches(path); matches.HasEntry(); matches.Next()) {
+      std::string name = matches.IsFolder() ? "" : matches.Name();
+      if (!name.empty()) return name;
+    }
+    return {};
   }
 
   bool Accept(const std::string& file) {
-    const util::FileVersion read = util::ReadFileVersion(file).value_or(util::FileVersion{});
+    const util::FileVersion read = versions_.Read(file).value_or(util::FileVersion{});
     Version version;
     std::string text;
     for (const uint16_t part : read.parts) {
@@ -121,6 +163,7 @@ class Walk {
 
   const VersionBounds& bounds_;
   Findings* findings_;
+  const util::FileVersionReader versions_;
 };
 
 }  // namespace
@@ -135,15 +178,15 @@ void FindFiles(const Criterion& criterion, const VersionBounds& bounds,
   // Resolved beforehand: it may load a library, which must not happen without the redirection.
   std::vector<Place> places;
   for (const std::string& candidate : ListCandidates(criterion.search)) {
-    places.push_back(ToPlace(candidate, folders));
+    if (auto place = ToPlace(candidate, folders)) places.push_back(std::move(*place));
   }
   // No box asks for a disk when a drive is empty.
   const UINT old_mode = ::SetErrorMode(SEM_FAILCRITICALERRORS);
   ::SetErrorMode(old_mode | SEM_FAILCRITICALERRORS);
   const util::ScopeExit restore_mode([old_mode] { ::SetErrorMode(old_mode); });
+  Walk walk(bounds, findings);  // Loads a library, too.
   std::optional<util::FileRedirectionOff> redirection_off;
   if (criterion.view64) redirection_off.emplace();
-  Walk walk(bounds, findings);
   for (const Place& place : places) {
     if (walk.Search(place.folder, place.pattern, place.depth)) return;
   }

@@ -8,20 +8,29 @@
 #include "appsearch/installer_folders.h"
 #include "appsearch/registry_values.h"
 #include "util/ansi_text.h"
+#include "util/files.h"
+#include "util/os_family.h"
 #include "util/registry.h"
 #include "util/sized_text.h"
+#include "util/text.h"
 #include "util/unique_handle.h"
 
 namespace appsearch {
 namespace {
 
-std::optional<std::string> ReadVariable(const std::string& name) {
-  return util::ReadSizedText([&](char* buffer, DWORD size) {
-    return ::GetEnvironmentVariableA(name.c_str(), buffer, size);
+std::optional<std::wstring> ReadVariable(const std::string& name) {
+  if (!util::IsNtFamily()) {
+    const auto value = util::ReadSizedText([&](char* buffer, DWORD size) {
+      return ::GetEnvironmentVariableA(name.c_str(), buffer, size);
+    });
+    return value ? std::optional(util::ToWide(*value)) : std::nullopt;
+  }
+  return util::ReadSizedText<wchar_t>([&](wchar_t* buffer, DWORD size) {
+    return ::GetEnvironmentVariableW(util::ToWide(name).c_str(), buffer, size);
   });
 }
 
-std::string ReadRegistry(const std::string& name) {
+std::wstring ReadRegistry(const std::string& name) {
   const size_t first = util::FindMark(name, "\\");
   const size_t last = util::FindLastMark(name, "\\");
   if (first == util::kNoMark) return {};
@@ -30,7 +39,7 @@ std::string ReadRegistry(const std::string& name) {
   // All that is allowed, as RegOpenKey opens it.
   const util::UniqueRegistryKey key =
       util::OpenRegistryKey(ParseRoot(name.substr(0, first)), path, MAXIMUM_ALLOWED);
-  return key ? ReadComparableValue(key.Get(), name.substr(last + 1)).value_or("") : "";
+  return key ? ReadComparableValue(key.Get(), name.substr(last + 1)).value_or(L"") : L"";
 }
 
 // Where the reference that begins at `open` ends.
@@ -48,18 +57,18 @@ size_t FindEnd(const std::string& text, size_t open) {
 
 }  // namespace
 
-FolderResolver::FolderResolver(std::string setup_folder)
-    : setup_folder_(setup_folder.empty() ? std::string()
+FolderResolver::FolderResolver(std::wstring setup_folder)
+    : setup_folder_(setup_folder.empty() ? std::wstring()
                                          : util::WithBackslash(std::move(setup_folder))) {}
 
-std::string FolderResolver::Resolve(const std::string& text) const {
+std::optional<std::string> FolderResolver::Resolve(const std::string& text) const {
   std::string result;
   size_t copied = 0;
   while (const std::optional<Reference> reference = FindReference(text, copied)) {
     result.append(text, copied, reference->begin - copied);
     copied = reference->end;
 
-    std::optional<std::string> value;
+    std::optional<std::wstring> value;
     if (reference->mark == '!') {
       value = ReadRegistry(reference->name);
     } else if (reference->mark == '%') {
@@ -69,7 +78,10 @@ std::string FolderResolver::Resolve(const std::string& text) const {
     } else if (!setup_folder_.empty()) {
       value = setup_folder_;
     }
-    result += value ? *value : text.substr(reference->begin, copied - reference->begin);
+    const auto ansi =
+        value ? util::ToAnsiPath(*value) : text.substr(reference->begin, copied - reference->begin);
+    if (!ansi) return std::nullopt;
+    result += *ansi;
   }
   return result.append(text, copied);
 }

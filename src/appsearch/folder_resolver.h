@@ -14,15 +14,19 @@ namespace appsearch {
 //                                  it cannot be read. See ReadComparableValue for its types.
 // What does not resolve in the first two forms stays as it stands; so does the rest of a text from
 // a mark on that has no counterpart. What was put in is not looked through again.
+//
+// Texts are in the ANSI code page; what a reference stands for is a folder more often than not, so
+// its short name is taken where the code page cannot say the long one.
 class FolderResolver {
  public:
   // `setup_folder` is what [SETUPEXEDIR] stands for; empty when it is not known.
-  explicit FolderResolver(std::string setup_folder);
+  explicit FolderResolver(std::wstring setup_folder);
 
-  [[nodiscard]] std::string Resolve(const std::string& text) const;
+  // Nothing when a reference stands for what the code page cannot say.
+  [[nodiscard]] std::optional<std::string> Resolve(const std::string& text) const;
 
  private:
-  std::string setup_folder_;
+  std::wstring setup_folder_;
 };
 
 // One reference in a text, resolvable or not.

@@ -10,7 +10,10 @@
 #include "util/ansi_text.h"
 #include "util/files.h"
 #include "util/find_function.h"
+#include "util/os_family.h"
 #include "util/sized_text.h"
+#include "util/system_library.h"
+#include "util/text.h"
 #include "util/unique_handle.h"
 #include "util/wow64.h"
 
@@ -18,7 +21,6 @@ namespace appsearch {
 namespace {
 
 using SystemRead = UINT(WINAPI*)(char* buffer, UINT size);
-using GetFolderPath = HRESULT(WINAPI*)(HWND, int, HANDLE, DWORD, char*);
 
 struct ShellFolder {
   std::string_view name;
@@ -47,23 +49,28 @@ constexpr ShellFolder kShellFolders[] = {
     {"TemplateFolder", CSIDL_TEMPLATES},
 };
 
-std::optional<std::string> AsFolder(std::string path) {
+std::optional<std::wstring> AsFolder(std::wstring path) {
   if (path.empty()) return std::nullopt;
   return util::WithBackslash(std::move(path));
 }
+std::optional<std::wstring> AsFolder(const std::string& path) {
+  return AsFolder(util::ToWide(path));
+}
 
-// Older shells get this function from a library of its own, which came with the installer.
-std::optional<std::string> ReadShellFolder(int id) {
-  constexpr char kFunction[] = "SHGetFolderPathA";
+// `name` is that of the wide or the ANSI form. Older shells get this function
+// from a library of its own, which came with the installer.
+template <typename Character>
+std::basic_string<Character> ReadShellFolder(int id, const char* name) {
+  using GetFolderPath = HRESULT(WINAPI*)(HWND, int, HANDLE, DWORD, Character*);
   util::UniqueModule library;
-  auto get = util::FindFunction<GetFolderPath>(::GetModuleHandleA("shell32.dll"), kFunction);
+  auto get = util::FindFunction<GetFolderPath>(::GetModuleHandleA("shell32.dll"), name);
   if (get == nullptr) {
-    library.Reset(::LoadLibraryA("shfolder.dll"));
-    if (library) get = util::FindFunction<GetFolderPath>(library.Get(), kFunction);
+    library = util::LoadSystemLibrary("shfolder.dll");
+    if (library) get = util::FindFunction<GetFolderPath>(library.Get(), name);
   }
-  char path[MAX_PATH] = "";
+  Character path[MAX_PATH] = {};
   const bool found = get != nullptr && get(nullptr, id, nullptr, SHGFP_TYPE_CURRENT, path) == S_OK;
-  return found ? AsFolder(path) : std::nullopt;
+  return found ? std::basic_string<Character>(path) : std::basic_string<Character>();
 }
 
 std::string Read(SystemRead read) { return util::ReadSizedText(read).value_or(""); }
@@ -85,16 +92,21 @@ std::string Read64BitFolder(const char* value) {
 
 }  // namespace
 
-std::optional<std::string> FindInstallerFolder(std::string_view name) {
+std::optional<std::wstring> FindInstallerFolder(std::string_view name) {
   const auto* const shell_folder =
       std::find_if(std::begin(kShellFolders), std::end(kShellFolders),
                    [&](const ShellFolder& folder) { return folder.name == name; });
-  if (shell_folder != std::end(kShellFolders)) return ReadShellFolder(shell_folder->id);
+  if (shell_folder != std::end(kShellFolders)) {
+    return util::IsNtFamily()
+               ? AsFolder(ReadShellFolder<wchar_t>(shell_folder->id, "SHGetFolderPathW"))
+               : AsFolder(ReadShellFolder<char>(shell_folder->id, "SHGetFolderPathA"));
+  }
   if (name == "WindowsFolder") return AsFolder(Read(&::GetWindowsDirectoryA));
   if (name == "WindowsVolume") return AsFolder(Read(&::GetWindowsDirectoryA).substr(0, 2));
   if (name == "SystemFolder") return AsFolder(Read32BitSystemFolder());
   if (name == "System16Folder") {
-    return AsFolder(util::WithBackslash(Read(&::GetWindowsDirectoryA)) + "system");
+    const std::string windows = Read(&::GetWindowsDirectoryA);
+    return AsFolder(windows.empty() ? windows : util::WithBackslash(windows) + "system");
   }
   if (name == "TempFolder") return AsFolder(util::ReadTempFolder());
   if (!util::Is64BitSystem()) return std::nullopt;

@@ -11,7 +11,7 @@ namespace appsearch {
 // user's own where there is a choice, with a backslash at its end. Nothing for an unknown name and
 // for a folder that this system does not have, as the 64-bit ones on a 32-bit system. May load a
 // library.
-std::optional<std::string> FindInstallerFolder(std::string_view name);
+std::optional<std::wstring> FindInstallerFolder(std::string_view name);
 
 }  // namespace appsearch
 

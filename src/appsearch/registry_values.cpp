@@ -1,10 +1,15 @@
 #include "appsearch/registry_values.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <cwchar>
+#include <utility>
 
 #include "util/ansi_text.h"
+#include "util/os_family.h"
 #include "util/registry.h"
+#include "util/text.h"
 #include "util/wow64.h"
 
 namespace appsearch {
@@ -18,25 +23,49 @@ struct RawValue {
   DWORD size_bytes;  // Of the value, also when the buffer was too small for it.
 };
 
+// Texts come as the registry of the family stores them: the ANSI call of the NT family would put
+// letters that look like them in the place of those that it cannot say.
 RawValue Query(HKEY key, const std::string& name, std::string* buffer) {
-  RawValue value = {ERROR_SUCCESS, REG_NONE, static_cast<DWORD>(buffer->size())};
-  value.error = ::RegQueryValueExA(key, name.c_str(), nullptr, &value.type,
-                                   reinterpret_cast<BYTE*>(buffer->data()), &value.size_bytes);
+  RawValue value = {ERROR_INVALID_NAME, REG_NONE, static_cast<DWORD>(buffer->size())};
+  auto* const bytes = reinterpret_cast<BYTE*>(buffer->data());
+  if (!util::IsNtFamily()) {
+    value.error =
+        ::RegQueryValueExA(key, name.c_str(), nullptr, &value.type, bytes, &value.size_bytes);
+    return value;
+  }
+  const std::wstring wide_name = util::ToWide(name);
+  // No name at all would be that of the default value.
+  if (wide_name.empty() == name.empty()) {
+    value.error =
+        ::RegQueryValueExW(key, wide_name.c_str(), nullptr, &value.type, bytes, &value.size_bytes);
+  }
   return value;
 }
 
 // Values need not end in a zero, and may hold some.
-std::string TextOf(std::string buffer, DWORD size_bytes) {
+std::string BytesOf(std::string buffer, DWORD size_bytes) {
   if (size_bytes < buffer.size()) buffer.resize(size_bytes);
   buffer.resize(std::strlen(buffer.c_str()));
   return buffer;
 }
 
+std::wstring TextOf(const std::string& buffer, DWORD size_bytes) {
+  if (!util::IsNtFamily()) return util::ToWide(BytesOf(buffer, size_bytes));
+  std::wstring text(std::min<size_t>(size_bytes, buffer.size()) / sizeof(wchar_t), L'\0');
+  std::memcpy(text.data(), buffer.data(), text.size() * sizeof(wchar_t));
+  text.resize(std::wcslen(text.c_str()));
+  return text;
+}
+
+bool IsNumber(DWORD type) { return type == REG_DWORD || type == REG_QWORD; }
+bool IsText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
+
 // A number that is stored too short lacks its upper bytes.
-std::string NumberOf(const std::string& buffer, DWORD size_bytes) {
-  uint32_t number = 0;
-  std::memcpy(&number, buffer.data(), size_bytes < sizeof(number) ? size_bytes : sizeof(number));
-  return util::ToDecimalAnsi(number);
+uint64_t NumberOf(const std::string& buffer, const RawValue& value) {
+  const size_t full = value.type == REG_QWORD ? sizeof(uint64_t) : sizeof(uint32_t);
+  uint64_t number = 0;
+  std::memcpy(&number, buffer.data(), std::min<size_t>(value.size_bytes, full));
+  return number;
 }
 
 }  // namespace
@@ -63,7 +92,7 @@ std::optional<ValuePath> SplitValuePath(const std::string& path) {
   return ValuePath{path.substr(0, slash), path.substr(slash + 1)};
 }
 
-std::optional<std::string> ReadComparableValue(HKEY key, const std::string& name) {
+std::optional<std::wstring> ReadComparableValue(HKEY key, const std::string& name) {
   std::string buffer(kSmallBufferBytes, '\0');
   for (;;) {
     const RawValue value = Query(key, name, &buffer);
@@ -73,8 +102,8 @@ std::optional<std::string> ReadComparableValue(HKEY key, const std::string& name
       return std::nullopt;
     } else if (value.type == REG_SZ) {
       return TextOf(buffer, value.size_bytes);
-    } else if (value.type == REG_DWORD) {
-      return NumberOf(buffer, value.size_bytes);
+    } else if (IsNumber(value.type)) {
+      return util::ToDecimal(NumberOf(buffer, value));
     }
     // Compatibility: a value of any other type is read again, without end.
   }
@@ -88,8 +117,11 @@ std::optional<std::string> ReadValueText(HKEY key, const std::string& name) {
     value = Query(key, name, &buffer);
   }
   if (value.error != ERROR_SUCCESS) return std::nullopt;
-  return value.type == REG_DWORD ? NumberOf(buffer, value.size_bytes)
-                                 : TextOf(buffer, value.size_bytes);
+  if (IsNumber(value.type)) return util::ToDecimalAnsi(NumberOf(buffer, value));
+  if (IsText(value.type) && util::IsNtFamily()) {
+    return util::TryToAnsi(TextOf(buffer, value.size_bytes));
+  }
+  return BytesOf(std::move(buffer), value.size_bytes);
 }
 
 }  // namespace appsearch

@@ -28,13 +28,14 @@ struct ValuePath {
 // Cuts at the last backslash; nothing when there is none.
 std::optional<ValuePath> SplitValuePath(const std::string& path);
 
-// The value reader of comparisons and references: REG_SZ as its text, REG_DWORD as a decimal
-// number; nothing when it cannot be read. A value of any other type is read again and again, as
-// long as it keeps that type: do not point it at one.
-std::optional<std::string> ReadComparableValue(HKEY key, const std::string& name);
+// The value reader of comparisons and references: REG_SZ as its text, REG_DWORD and REG_QWORD as a
+// decimal number; nothing when it cannot be read. A value of any other type is read again and
+// again, as long as it keeps that type: do not point it at one.
+std::optional<std::wstring> ReadComparableValue(HKEY key, const std::string& name);
 
-// Any value as text: REG_DWORD as a decimal number, every other type as its bytes up to the first
-// zero; nothing when it cannot be read.
+// Any value as text in the ANSI code page: numbers as above, texts up to the first zero, every
+// other type as its bytes up to the first zero; nothing when it cannot be read or, on the NT
+// family, the code page cannot say it.
 std::optional<std::string> ReadValueText(HKEY key, const std::string& name);
 
 }  // namespace appsearch

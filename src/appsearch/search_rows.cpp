@@ -1,5 +1,7 @@
 #include "appsearch/search_rows.h"
 
+#include <utility>
+
 #include "msi/table_snapshot.h"
 #include "util/text.h"
 
@@ -24,23 +26,35 @@ std::vector<SearchRow> LoadSearchRows(const msi::InstallerSession& session) {
   return rows;
 }
 
-Criterion ToCriterion(const SearchRow& row, const std::wstring& search) {
-  return {.kind = row.kind,
-          .search = util::ToAnsi(search),
-          .lowest = util::ToAnsi(row.lowest),
-          .highest = util::ToAnsi(row.highest),
-          .reference = util::ToAnsi(row.reference),
-          .view64 = row.view64};
+std::optional<Criterion> ToCriterion(const SearchRow& row, const std::wstring& search) {
+  auto ansi_search = util::TryToAnsi(search);
+  auto reference = util::TryToAnsi(row.reference);
+  Criterion criterion = {.kind = row.kind,
+                         .lowest = util::ToAnsi(row.lowest),
+                         .highest = util::ToAnsi(row.highest),
+                         .view64 = row.view64};
+  // A bound that could not be converted would be none.
+  if (!ansi_search || !reference || criterion.lowest.empty() != row.lowest.empty() ||
+      criterion.highest.empty() != row.highest.empty()) {
+    return std::nullopt;
+  }
+  criterion.search = std::move(*ansi_search);
+  criterion.reference = std::move(*reference);
+  return criterion;
+}
+
+std::wstring JoinFindings(const Findings& findings) {
+  std::string text;
+  for (const std::string& finding : findings) {
+    if (&finding != &findings.front()) text += ", ";
+    text += finding;
+  }
+  return util::ToWide(text);
 }
 
 std::wstring ToPropertyValue(const SearchRow& row, const Findings& findings) {
   if ((row.lowest.empty() && row.highest.empty()) || findings.empty()) return L"1";
-  std::string value;
-  for (const std::string& finding : findings) {
-    if (&finding != &findings.front()) value += ", ";
-    value += finding;
-  }
-  return util::ToWide(value);
+  return JoinFindings(findings);
 }
 
 }  // namespace appsearch

@@ -1,6 +1,7 @@
 #ifndef APPSEARCH_SEARCH_ROWS_H_
 #define APPSEARCH_SEARCH_ROWS_H_
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,10 @@ struct SearchRow {
 std::vector<SearchRow> LoadSearchRows(const msi::InstallerSession& session);
 
 // The two ends of the narrow text that the engine works on. The first takes the formatted search
-// text; the second gives the value of the row's property after something was found.
-Criterion ToCriterion(const SearchRow& row, const std::wstring& search);
+// text, and gives nothing when the code page cannot say it or the reference; of a bound only the
+// numbers count. The second gives the value of the row's property after something was found.
+std::optional<Criterion> ToCriterion(const SearchRow& row, const std::wstring& search);
+std::wstring JoinFindings(const Findings& findings);
 std::wstring ToPropertyValue(const SearchRow& row, const Findings& findings);
 
 }  // namespace appsearch

@@ -10,6 +10,23 @@ namespace {
 
 constexpr std::string_view kDigits = "0123456789";
 
+struct Comparison {
+  char sign;  // One letter for each, whichever way it was written.
+  std::string_view other;
+};
+
+// `reference` is not empty.
+Comparison Split(std::string_view reference) {
+  constexpr struct {
+    std::string_view written;
+    char sign;
+  } kLongSigns[] = {{">=", '+'}, {"<=", '-'}, {"<>", '!'}, {"!=", '!'}, {"==", '='}};
+  for (const auto& [written, sign] : kLongSigns) {
+    if (reference.starts_with(written)) return {sign, reference.substr(written.size())};
+  }
+  return {reference.front(), reference.substr(1)};
+}
+
 bool IsWholeNumber(std::string_view text) {
   return !text.empty() && text.find_first_not_of(kDigits) == text.npos;
 }
@@ -36,10 +53,9 @@ std::optional<int> Order(std::string_view left, std::string_view right) {
 
 bool Compares(std::string_view value, std::string_view reference) {
   if (reference.empty()) return true;
-  const char letter = reference.front();
-  const std::string_view other = reference.substr(1);
+  const auto [sign, other] = Split(reference);
   const std::optional<int> order = Order(value, other);
-  switch (letter) {
+  switch (sign) {
     case '=':
       return value == other;
     case '!':
@@ -61,9 +77,9 @@ bool Compares(std::string_view value, std::string_view reference) {
 
 bool CanCompare(std::string_view reference) {
   if (reference.empty()) return true;
-  const std::string_view other = reference.substr(1);
-  const bool by_text = std::string_view("=!~").find(reference.front()) != reference.npos;
-  const bool by_order = std::string_view("<>+-").find(reference.front()) != reference.npos;
+  const auto [sign, other] = Split(reference);
+  const bool by_text = std::string_view("=!~").find(sign) != std::string_view::npos;
+  const bool by_order = std::string_view("<>+-").find(sign) != std::string_view::npos;
   return by_text || (by_order && Order(other, other));
 }
 

@@ -26,7 +26,7 @@ std::string Find(const std::string& search, const std::string& lowest = "",
                  const std::string& highest = "", bool view64 = false) {
   Findings findings;
   appsearch::FindFiles({.search = search, .view64 = view64},
-                       appsearch::VersionBounds(lowest, highest), appsearch::FolderResolver(""),
+                       appsearch::VersionBounds(lowest, highest), appsearch::FolderResolver(L""),
                        &findings);
   std::string result;
   for (const std::string& version : findings) result += (result.empty() ? "" : " ") + version;

@@ -28,14 +28,13 @@ TEST_CASE("folder names stand for what the installer knows under them") {
     const bool is_there = row[1] == L"always" || (row[1] == L"64-bit" && util::IsNtFamily());
     CHECK(folder.has_value() == is_there);
     if (!folder) continue;
-    CHECK(folder->back() == '\\');
-    CHECK(util::PathExists(util::ToWide(*folder)));
-    const std::string known = util::ToAnsi(rig.Property(row[0]));
-    CAPTURE(known);
+    CHECK(folder->back() == L'\\');
+    CHECK(util::PathExists(*folder));
+    const std::wstring known = rig.Property(row[0]);
     // Some the installer does not know here. Wine's takes the 16-bit programs' system folder for
     // the 32-bit one's.
     if (name == "System16Folder" || known.empty()) continue;
-    CHECK(::lstrcmpiA(folder->c_str(), known.c_str()) == 0);
+    CHECK(::lstrcmpiW(folder->c_str(), known.c_str()) == 0);
   }
 }
 
@@ -54,7 +53,7 @@ TEST_CASE("references are replaced, and what is none stays") {
   const util::ScopeExit remove([] { ::RegDeleteValueA(HKEY_CURRENT_USER, "prereq test"); });
   const auto fill_in = [&](std::string text) {
     for (const auto& [name, value] :
-         {std::pair{std::string("{windows}"), *FindInstallerFolder("WindowsFolder")},
+         {std::pair{std::string("{windows}"), util::ToAnsi(*FindInstallerFolder("WindowsFolder"))},
           std::pair{std::string("{key}"), key.path()},
           std::pair{std::string("{below}"), key.path().substr(4)}}) {
       const size_t at = text.find(name);
@@ -63,7 +62,7 @@ TEST_CASE("references are replaced, and what is none stays") {
     return text;
   };
 
-  const FolderResolver resolver("E:\\setup");
+  const FolderResolver resolver(L"E:\\setup");
   std::string whole;
   std::string whole_resolved;
   for (const test::DataRow& row : test::ReadDataRows("appsearch/references.txt")) {
@@ -78,6 +77,6 @@ TEST_CASE("references are replaced, and what is none stays") {
     whole += text;
     whole_resolved += resolved;
   }
-  CHECK(FolderResolver("").Resolve("[SETUPEXEDIR]x") == "[SETUPEXEDIR]x");
-  CHECK(FolderResolver("E:\\").Resolve("[SETUPEXEDIR]x") == "E:\\x");
+  CHECK(FolderResolver(L"").Resolve("[SETUPEXEDIR]x") == "[SETUPEXEDIR]x");
+  CHECK(FolderResolver(L"E:\\").Resolve("[SETUPEXEDIR]x") == "E:\\x");
 }

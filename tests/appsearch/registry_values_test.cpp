@@ -53,7 +53,8 @@ TEST_CASE("values of every size and type read as text") {
   REQUIRE(opened);
   const auto both_read = [&](const std::optional<std::string>& text,
                              const std::string& name = "v") {
-    return ReadComparableValue(opened.Get(), name) == text &&
+    const auto comparable = ReadComparableValue(opened.Get(), name);
+    return comparable == (text ? std::optional(util::ToWide(*text)) : std::nullopt) &&
            ReadValueText(opened.Get(), name) == text;
   };
   // Below, at and above the first buffer, with and without the null at the end.
@@ -73,6 +74,10 @@ TEST_CASE("values of every size and type read as text") {
   }
   key.Set("v", REG_DWORD, "\x05\x01\x07", 2);
   CHECK(both_read("261"));
+  for (const uint64_t number : {uint64_t{0}, uint64_t{4294967296}, UINT64_MAX}) {
+    key.Set("v", REG_QWORD, &number, sizeof(number));
+    CHECK(both_read(std::to_string(number)));
+  }
   key.SetText("", "default");
   CHECK(both_read("default", ""));
   CHECK(both_read(std::nullopt, "none"));
@@ -89,7 +94,7 @@ TEST_CASE("a comparable value of another type is read until it is one") {
   const TestKey key;
   key.SetText("v", "expanded", REG_EXPAND_SZ);
   const util::UniqueRegistryKey opened = OpenKey(key.path(), false);
-  std::optional<std::string> text;
+  std::optional<std::wstring> text;
   const util::UniqueKernelHandle read(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
   const test::Worker reader([&] {
     text = ReadComparableValue(opened.Get(), "v");
@@ -100,5 +105,5 @@ TEST_CASE("a comparable value of another type is read until it is one") {
   key.Set("v", REG_SZ, "plain", 5);
   CHECK(::WaitForSingleObject(read.Get(), 10000) == WAIT_OBJECT_0);
   reader.Join();
-  CHECK(text == "plain");
+  CHECK(text == L"plain");
 }
