@@ -11,7 +11,6 @@
 #include "support/test_key.h"
 #include "support/versioned_file.h"
 #include "util/os_family.h"
-#include "util/scope_exit.h"
 #include "util/text.h"
 #include "util/unique_handle.h"
 
@@ -56,7 +55,6 @@ TEST_CASE("what the code page cannot say is never its neighbour") {
   util::UniqueRegistryKey subkey;
   ::RegCreateKeyExW(opened.Get(), L"\u0141 9", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
                     subkey.Receive(), nullptr);
-  const util::ScopeExit remove([&] { ::RegDeleteKeyW(opened.Get(), L"\u0141 9"); });
   ::SetEnvironmentVariableW(L"PREREQ_UNSAYABLE", unsayable.c_str());
   const SearchEngine engine(nullptr, appsearch::FolderResolver(unsayable));
   const std::wstring path = key.wide_path();

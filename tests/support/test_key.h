@@ -51,9 +51,9 @@ class TestKey {
   void Remove() const {
     util::UniqueRegistryKey key;
     if (::RegOpenKeyExA(root_, key_.c_str(), 0, KEY_ALL_ACCESS | view_, key.Receive()) == 0) {
-      char name[256];
-      while (::RegEnumKeyA(key.Get(), 0, name, sizeof(name)) == ERROR_SUCCESS) {
-        REQUIRE(::RegDeleteKeyA(key.Get(), name) == ERROR_SUCCESS);
+      wchar_t name[256];
+      while (::RegEnumKeyW(key.Get(), 0, name, 256) == ERROR_SUCCESS) {
+        REQUIRE(::RegDeleteKeyW(key.Get(), name) == ERROR_SUCCESS);
       }
     }
     util::UniqueRegistryKey software;
