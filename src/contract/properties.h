@@ -21,6 +21,8 @@ inline constexpr wchar_t kLogProperty[] = L"QX_LOG";
 inline constexpr wchar_t kFilesProperty[] = L"QX_PREREQFILES";
 inline constexpr wchar_t kFoldersProperty[] = L"QX_PREREQDIRS";
 inline constexpr wchar_t kListDelimiter = L'\x01';
+// Stands for it where it cannot be written; no path holds it.
+inline constexpr wchar_t kPrintableListDelimiter = L'|';
 // On the command line of an installation that goes on after a restart.
 inline constexpr wchar_t kResumeProperty[] = L"QX_RESUME";
 

@@ -130,7 +130,9 @@ void CarriedProperties::LoadCandidates() {
 
 void CarriedProperties::Carry(const std::wstring& name) {
   if (!IsPublicPropertyName(name) || !handled_.insert(name).second) return;
-  const std::wstring value = session_.GetProperty(name);
+  std::wstring value;
+  // What could not be read is no choice, least of all an empty one.
+  if (!session_.TryGetProperty(name, &value)) return;
   const auto candidate = candidates_.find(name);
   const std::wstring default_value = candidate == candidates_.end() ? L"" : candidate->second;
   if (value != default_value) assignments_.push_back(QuotedProperty(name, value));

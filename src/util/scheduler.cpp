@@ -1,7 +1,11 @@
 #include "util/scheduler.h"
 
 #include <objidl.h>
+#include <oleauto.h>
 #include <mstask.h>
+#include <taskschd.h>
+
+#include <string_view>
 
 #include "util/com.h"
 #include "util/os_family.h"
@@ -18,6 +22,22 @@ struct ServiceTraits {
 };
 using UniqueService = UniqueHandle<ServiceTraits>;
 
+constexpr DWORD kStartLimitMs = 10000;
+constexpr DWORD kStartPauseMs = 20;
+
+// A job made while the service still starts fails, and takes seconds to do so.
+DWORD WaitUntilRunning(SC_HANDLE service) {
+  const DWORD start = ::GetTickCount();
+  SERVICE_STATUS status = {};
+  while (::QueryServiceStatus(service, &status)) {
+    if (status.dwCurrentState == SERVICE_RUNNING) return ERROR_SUCCESS;
+    if (status.dwCurrentState == SERVICE_STOPPED) return ERROR_SERVICE_NOT_ACTIVE;
+    if (::GetTickCount() - start >= kStartLimitMs) return ERROR_SERVICE_REQUEST_TIMEOUT;
+    ::Sleep(kStartPauseMs);
+  }
+  return ::GetLastError();
+}
+
 DWORD StartSchedulerService() {
   const UniqueService manager(::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT));
   if (!manager) return ::GetLastError();
@@ -28,7 +48,12 @@ DWORD StartSchedulerService() {
   if (::QueryServiceStatus(service.Get(), &status) && status.dwCurrentState == SERVICE_RUNNING) {
     return ERROR_SUCCESS;
   }
-  return ::StartServiceA(service.Get(), 0, nullptr) ? ERROR_SUCCESS : ::GetLastError();
+  if (!::StartServiceA(service.Get(), 0, nullptr)) {
+    const DWORD error = ::GetLastError();
+    // Somebody else may have been faster.
+    if (error != ERROR_SERVICE_ALREADY_RUNNING) return error;
+  }
+  return WaitUntilRunning(service.Get());
 }
 
 // The older family has no services: the scheduler is a program with a hidden window.
@@ -52,34 +77,31 @@ DWORD StartSchedulerProgram() {
   return ERROR_SUCCESS;
 }
 
-UniqueCom<ITaskScheduler> OpenScheduler() {
-  UniqueCom<ITaskScheduler> scheduler;
-  // On failure the slot stays empty, and every caller asks it.
-  (void)::CoCreateInstance(CLSID_CTaskScheduler, nullptr, CLSCTX_INPROC_SERVER, IID_ITaskScheduler,
-                           reinterpret_cast<void**>(scheduler.Receive()));
-  return scheduler;
+HRESULT OpenScheduler(UniqueCom<ITaskScheduler>* scheduler) {
+  return ::CoCreateInstance(CLSID_CTaskScheduler, nullptr, CLSCTX_INPROC_SERVER, IID_ITaskScheduler,
+                            reinterpret_cast<void**>(scheduler->Receive()));
 }
 
 // The existing job of that name, so that it is made over, or a new one.
-UniqueCom<ITask> OpenOrMakeJob(ITaskScheduler* scheduler, const std::wstring& name) {
-  UniqueCom<ITask> task;
-  if (FAILED(scheduler->Activate(name.c_str(), IID_ITask,
-                                 reinterpret_cast<IUnknown**>(task.Receive())))) {
-    (void)scheduler->NewWorkItem(name.c_str(), CLSID_CTask, IID_ITask,
-                                 reinterpret_cast<IUnknown**>(task.Receive()));
-  }
-  return task;
+HRESULT OpenOrMakeJob(ITaskScheduler* scheduler, const std::wstring& name, UniqueCom<ITask>* task) {
+  const HRESULT opened =
+      scheduler->Activate(name.c_str(), IID_ITask, reinterpret_cast<IUnknown**>(task->Receive()));
+  if (SUCCEEDED(opened)) return opened;
+  return scheduler->NewWorkItem(name.c_str(), CLSID_CTask, IID_ITask,
+                                reinterpret_cast<IUnknown**>(task->Receive()));
 }
 
-bool SetProperties(ITask* task, const ScheduledJob& job) {
+HRESULT SetProperties(ITask* task, const ScheduledJob& job) {
+  HRESULT result = task->SetApplicationName(job.program.c_str());
+  if (SUCCEEDED(result)) result = task->SetParameters(job.arguments.c_str());
+  // A job that is made over may have had some.
+  if (SUCCEEDED(result)) result = task->SetWorkingDirectory(L"");
+  if (SUCCEEDED(result)) result = task->SetComment(L"");
   // Flags go before the account: only for a job that runs while its user is logged on does the
   // scheduler take one without a password.
-  return SUCCEEDED(task->SetApplicationName(job.program.c_str())) &&
-         SUCCEEDED(task->SetParameters(job.arguments.c_str())) &&
-         // A job that is made over may have had some.
-         SUCCEEDED(task->SetWorkingDirectory(L"")) && SUCCEEDED(task->SetComment(L"")) &&
-         SUCCEEDED(task->SetFlags(job.flags)) &&
-         SUCCEEDED(task->SetAccountInformation(job.account.c_str(), nullptr));
+  if (SUCCEEDED(result)) result = task->SetFlags(job.flags);
+  if (SUCCEEDED(result)) result = task->SetAccountInformation(job.account.c_str(), nullptr);
+  return result;
 }
 
 TASK_TRIGGER TriggerAtLogon(const SYSTEMTIME& start) {
@@ -95,23 +117,87 @@ TASK_TRIGGER TriggerAtLogon(const SYSTEMTIME& start) {
 }
 
 // A job that is made over has triggers already; it ends up with this one alone.
-bool SetOnlyTrigger(ITask* task, TASK_TRIGGER trigger) {
+HRESULT SetOnlyTrigger(ITask* task, TASK_TRIGGER trigger) {
   WORD count = 0;
-  if (FAILED(task->GetTriggerCount(&count))) return false;
-  while (count != 0) {
-    if (FAILED(task->DeleteTrigger(--count))) return false;
-  }
+  HRESULT result = task->GetTriggerCount(&count);
+  while (SUCCEEDED(result) && count != 0) result = task->DeleteTrigger(--count);
   UniqueCom<ITaskTrigger> slot;
   WORD index = 0;
-  return SUCCEEDED(task->CreateTrigger(&index, slot.Receive())) &&
-         SUCCEEDED(slot.Get()->SetTrigger(&trigger));
+  if (SUCCEEDED(result)) result = task->CreateTrigger(&index, slot.Receive());
+  if (SUCCEEDED(result)) result = slot.Get()->SetTrigger(&trigger);
+  return result;
 }
 
-bool Save(ITask* task) {
+HRESULT Save(ITask* task) {
   UniqueCom<IPersistFile> file;
-  return SUCCEEDED(
-             task->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(file.Receive()))) &&
-         SUCCEEDED(file.Get()->Save(nullptr, TRUE));
+  const HRESULT result =
+      task->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(file.Receive()));
+  return SUCCEEDED(result) ? file.Get()->Save(nullptr, TRUE) : result;
+}
+
+struct BstrTraits {
+  using Handle = BSTR;
+  static Handle Invalid() { return nullptr; }
+  static bool IsValid(Handle handle) { return handle != nullptr; }
+  static void Close(Handle handle) { ::SysFreeString(handle); }
+};
+using UniqueBstr = UniqueHandle<BstrTraits>;
+
+UniqueBstr ToBstr(const std::wstring& text) {
+  return UniqueBstr(::SysAllocStringLen(text.data(), static_cast<UINT>(text.size())));
+}
+
+// The root folder of the second interface; empty where the system has none.
+UniqueCom<ITaskFolder> OpenTaskFolder() {
+  UniqueCom<ITaskService> service;
+  UniqueCom<ITaskFolder> folder;
+  const VARIANT local = {};
+  const UniqueBstr root = ToBstr(L"\\");
+  if (root &&
+      SUCCEEDED(::CoCreateInstance(__uuidof(TaskScheduler), nullptr, CLSCTX_INPROC_SERVER,
+                                   __uuidof(ITaskService),
+                                   reinterpret_cast<void**>(service.Receive()))) &&
+      SUCCEEDED(service.Get()->Connect(local, local, local, local))) {
+    // On failure the slot stays empty, and every caller asks it.
+    (void)service.Get()->GetFolder(root.Get(), folder.Receive());
+  }
+  return folder;
+}
+
+void AppendElement(std::wstring* xml, const wchar_t* name, std::wstring_view text) {
+  xml->append(L"<").append(name).append(L">");
+  for (const wchar_t letter : text) {
+    switch (letter) {
+      case L'&':
+        xml->append(L"&amp;");
+        break;
+      case L'<':
+        xml->append(L"&lt;");
+        break;
+      case L'>':
+        xml->append(L"&gt;");
+        break;
+      default:
+        xml->push_back(letter);
+    }
+  }
+  xml->append(L"</").append(name).append(L">");
+}
+
+// Without a zone behind it the time is local.
+std::wstring TimeText(const SYSTEMTIME& time) {
+  std::wstring text = L"0000-00-00T00:00:00";
+  const auto put = [&](size_t end, WORD number) {
+    for (; number != 0; number = static_cast<WORD>(number / 10)) {
+      text[--end] = static_cast<wchar_t>(L'0' + number % 10);
+    }
+  };
+  put(4, time.wYear);
+  put(7, time.wMonth);
+  put(10, time.wDay);
+  put(13, time.wHour);
+  put(16, time.wMinute);
+  return text;
 }
 
 }  // namespace
@@ -120,19 +206,60 @@ DWORD EnsureSchedulerRuns() {
   return IsNtFamily() ? StartSchedulerService() : StartSchedulerProgram();
 }
 
-bool CreateScheduledJob(const ScheduledJob& job) {
+HRESULT CreateScheduledJob(const ScheduledJob& job) {
   const ComScope com;
-  const UniqueCom<ITaskScheduler> scheduler = OpenScheduler();
-  if (!scheduler) return false;
-  const UniqueCom<ITask> task = OpenOrMakeJob(scheduler.Get(), job.name);
-  return task && SetProperties(task.Get(), job) &&
-         SetOnlyTrigger(task.Get(), TriggerAtLogon(job.start)) && Save(task.Get());
+  UniqueCom<ITaskScheduler> scheduler;
+  UniqueCom<ITask> task;
+  HRESULT result = OpenScheduler(&scheduler);
+  if (SUCCEEDED(result)) result = OpenOrMakeJob(scheduler.Get(), job.name, &task);
+  if (SUCCEEDED(result)) result = SetProperties(task.Get(), job);
+  if (SUCCEEDED(result)) result = SetOnlyTrigger(task.Get(), TriggerAtLogon(job.start));
+  if (SUCCEEDED(result)) result = Save(task.Get());
+  return result;
+}
+
+std::wstring LogonTaskXml(const ScheduledJob& job) {
+  std::wstring xml =
+      L"<Task version=\"1.2\" xmlns=\"http://schemas.microsoft.com/windows/2004/02/mit/task\">"
+      L"<Triggers><LogonTrigger>";
+  AppendElement(&xml, L"StartBoundary", TimeText(job.start));
+  AppendElement(&xml, L"UserId", job.account);
+  xml += L"</LogonTrigger></Triggers><Principals><Principal id=\"Author\">";
+  AppendElement(&xml, L"UserId", job.account);
+  xml +=
+      L"<LogonType>InteractiveToken</LogonType></Principal></Principals><Settings>"
+      L"<DisallowStartIfOnBatteries>false</DisallowStartIfOnBatteries>"
+      L"<StopIfGoingOnBatteries>false</StopIfGoingOnBatteries><Hidden>true</Hidden>"
+      L"<ExecutionTimeLimit>PT0S</ExecutionTimeLimit></Settings><Actions Context=\"Author\"><Exec>";
+  AppendElement(&xml, L"Command", job.program);
+  AppendElement(&xml, L"Arguments", job.arguments);
+  return xml + L"</Exec></Actions></Task>";
+}
+
+bool CreateLogonTask(const ScheduledJob& job) {
+  const ComScope com;
+  const UniqueCom<ITaskFolder> folder = OpenTaskFolder();
+  const UniqueBstr name = ToBstr(job.name);
+  const UniqueBstr xml = ToBstr(LogonTaskXml(job));
+  UniqueCom<IRegisteredTask> task;
+  const VARIANT none = {};  // The user and his rights are those of the principal.
+  return folder && name && xml &&
+         SUCCEEDED(folder.Get()->RegisterTask(name.Get(), xml.Get(), TASK_CREATE_OR_UPDATE, none,
+                                              none, TASK_LOGON_INTERACTIVE_TOKEN, none,
+                                              task.Receive()));
 }
 
 bool DeleteScheduledJob(const std::wstring& name) {
   const ComScope com;
-  const UniqueCom<ITaskScheduler> scheduler = OpenScheduler();
-  return scheduler && SUCCEEDED(scheduler.Get()->Delete(name.c_str()));
+  UniqueCom<ITaskScheduler> scheduler;
+  return SUCCEEDED(OpenScheduler(&scheduler)) && SUCCEEDED(scheduler.Get()->Delete(name.c_str()));
+}
+
+bool DeleteLogonTask(const std::wstring& name) {
+  const ComScope com;
+  const UniqueCom<ITaskFolder> folder = OpenTaskFolder();
+  const UniqueBstr text = ToBstr(name);
+  return folder && text && SUCCEEDED(folder.Get()->DeleteTask(text.Get(), 0));
 }
 
 }  // namespace util

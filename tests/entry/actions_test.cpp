@@ -1,5 +1,4 @@
 #include <windows.h>
-#include <mstask.h>
 
 #include <doctest.h>
 
@@ -33,33 +32,35 @@ TEST_CASE("without a session every action ends well and says nothing") {
 TEST_CASE(
     "the registration for the next logon is taken back, the Run value only along with a job") {
   // A name with ".job" at its end means the same job; Wine takes only the bare one.
-  const auto register_job = [](const std::wstring& name) {
-    SYSTEMTIME now = {};
-    ::GetSystemTime(&now);
-    return util::CreateScheduledJob({.name = name,
-                                     .program = L"C:\\x.exe",
-                                     .arguments = L"",
-                                     .account = L"domain\\user",
-                                     .flags = TASK_FLAG_RUN_ONLY_IF_LOGGED_ON,
-                                     .start = now});
+  const auto job = [](const std::wstring& name) {
+    util::ScheduledJob bare = prereq::ResumeJob(name, {L"C:\\x.exe", L"x"}, L"domain\\user");
+    bare.name = name;
+    return bare;
   };
+  const auto register_job = [&](const std::wstring& name) {
+    return SUCCEEDED(util::CreateScheduledJob(job(name)));
+  };
+  enum { kNothing, kJob, kTask };
   struct Row {
-    bool has_job;
+    int job;
     bool has_value;
     bool answer;
     bool value_stays;
   };
-  for (const Row& row : {Row{true, true, true, false}, Row{true, false, false, false},
-                         Row{false, true, true, true}, Row{false, false, true, false}}) {
-    CAPTURE(row.has_job);
+  for (const Row& row :
+       {Row{kJob, true, true, false}, Row{kTask, true, true, false}, Row{kJob, false, false, false},
+        Row{kNothing, true, true, true}, Row{kNothing, false, true, false}}) {
+    CAPTURE(row.job);
     CAPTURE(row.has_value);
     const std::wstring code = test::NewGuid();
     const util::ScopeExit remove([&] { test::DeleteRunValue(code); });
-    if (row.has_job) REQUIRE(register_job(code));
+    if (row.job == kJob) REQUIRE(register_job(code));
+    if (row.job == kTask) REQUIRE(util::CreateLogonTask(job(code)));
     if (row.has_value) test::WriteRunValue(code);
     CHECK(prereq::RemoveResumeRegistration(code) == row.answer);
     CHECK((test::ReadRunValue(code) != test::kNoRunValue) == row.value_stays);
     CHECK_FALSE(util::DeleteScheduledJob(code));
+    CHECK_FALSE(util::DeleteLogonTask(code));
   }
 
   test::ActionFixture fixture;

@@ -64,7 +64,8 @@ std::wstring Describe(const UiMessage& message) {
       if (fields == 3 && text.empty()) return L"failure " + message.Field(0);
       break;
     case INSTALLMESSAGE_INFO:
-      if (fields == 2) return L"info " + message.Field(0);
+      // A line of the log is data.
+      if (fields == 2) return L"info " + message.Field(message.Field(0) == L"[1]" ? 1 : 0);
       break;
     case kYesNoPrompt:
       if (fields == 3) return L"prompt " + text;
