@@ -5,6 +5,7 @@
 
 #include "archive.h"
 #include "contract/extraction.h"
+#include "folders.h"
 #include "util/files.h"
 #include "util/pipe_channel.h"
 #include "util/text.h"
@@ -151,7 +152,7 @@ DWORD RunExtraction(const ExtractRequest& request, const std::wstring& own_path)
   if (!request.is_understood) return ERROR_BAD_ARGUMENTS;
   Archive archive;
   if (const DWORD error = archive.Open(own_path)) return error;
-  if (const DWORD error = util::MakeFolders(request.folder)) return error;
+  if (const DWORD error = MakeTargetFolders(request.folder)) return error;
   return UnpackGroups(archive, request, &reporter);
 }
 

@@ -46,6 +46,7 @@ void Report(DWORD error, bool is_silent) {
 }  // namespace
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int) {
+  setup::LimitLibraryFolders();
   const std::wstring line =
       util::IsNtFamily() ? ::GetCommandLineW() : util::ToWide(::GetCommandLineA());
   const std::wstring_view arguments = setup::SkipProgramName(line);

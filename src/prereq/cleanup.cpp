@@ -6,77 +6,87 @@
 #include "contract/properties.h"
 #include "download/partial_file.h"
 #include "prereq/resume.h"
+#include "prereq/work_folders.h"
 #include "util/files.h"
+#include "util/os_family.h"
 #include "util/text.h"
 
 namespace prereq {
 namespace {
 
 // A path that steps up again could begin with a work folder and lie outside it. No phase makes one,
-// but the setup executable names the files that it unpacks.
-bool StepsUp(const std::wstring& path) {
-  for (size_t at = path.find(L".."); at != std::wstring::npos; at = path.find(L"..", at + 1)) {
-    const auto ends = [&](size_t index) {
-      return index >= path.size() || path[index] == L'\\' || path[index] == L'/';
-    };
-    if (at != 0 && ends(at - 1) && ends(at + 2)) return true;
+// but the setup executable names the files that it unpacks. The folder itself is the package's own.
+bool StepsUp(const std::wstring& path, const std::wstring& folder) {
+  const auto is_separator = [](wchar_t letter) { return letter == L'\\' || letter == L'/'; };
+  // The prefix may end within a name.
+  size_t begin = folder.size();
+  while (begin != 0 && !is_separator(path[begin - 1])) --begin;
+  if (path.compare(begin, folder.size() - begin, L"..") == 0) begin = folder.size();
+  while (begin < path.size()) {
+    size_t end = begin;
+    while (end < path.size() && !is_separator(path[end])) ++end;
+    const bool is_dots = path.find_first_not_of(L'.', begin) >= end;
+    // Windows 95/98/Me goes up once more for each further dot.
+    if (is_dots && (end - begin == 2 || (end - begin > 2 && !util::IsNtFamily()))) return true;
+    begin = end + 1;
   }
   return false;
-}
-
-const std::wstring* FindWorkFolder(const std::vector<std::wstring>& folders,
-                                   const std::wstring& file) {
-  for (const std::wstring& folder : folders) {
-    if (HasFolderPrefix(file, folder, /*case_sensitive=*/false)) return &folder;
-  }
-  return nullptr;
 }
 
 // Each asks for existence only after a failure: what the system said to have removed need not be
 // looked for, and in a folder of thousands the look is what takes time.
 bool IsGone(const std::wstring& path, bool removed) { return removed || !util::PathExists(path); }
 
+}  // namespace
+
+void CleanupRunner::Run() const {
+  (void)RemoveResumeRegistration(session_.GetProperty(contract::kProductCodeProperty));
+  const auto files = SplitList(session_.GetProperty(contract::kFilesProperty));
+  const auto folders = SplitList(session_.GetProperty(contract::kFoldersProperty));
+  for (const std::wstring& file : files) {
+    // Before the disk is asked: a path elsewhere, such as another server's, is not even looked at.
+    const std::wstring* const folder = FindWorkFolder(folders, file);
+    if (folder == nullptr) {
+      if (!file.empty()) Say(L"left, for it lies in no recorded folder: ", file);
+    } else if (StepsUp(file, *folder)) {
+      Say(L"left, for it steps out of its folder: ", file);
+    } else {
+      Remove(file, *folder);
+    }
+  }
+}
+
 // Deletes the file and then, upwards, the folders that it leaves empty. The climb ends at the exact
 // text of the work folder, though the prefix was found without regard to case. Compatibility: so a
 // folder recorded in other letters goes too when it is empty.
-void RemoveWithEmptyFolders(std::wstring path, const std::wstring& work_folder) {
-  bool gone = IsGone(path, util::RemoveFile(path));
-  while (gone) {
+void CleanupRunner::Remove(const std::wstring& file, const std::wstring& work_folder) const {
+  std::vector<util::UniqueFile> held;
+  if (!util::HoldFolders(file, work_folder.size(), functions_, &held)) {
+    if (::GetLastError() == ERROR_CANT_ACCESS_FILE) Say(L"left, for it lies below a link: ", file);
+    return;
+  }
+  bool is_gone = false;
+  // A transfer that broke off leaves a partial file beside the recorded name.
+  for (const std::wstring& path : {file, file + util::ToWide(download::kPartialFileEnding)}) {
+    if (!util::FileExists(path)) continue;
+    is_gone = IsGone(path, util::RemoveFile(path));
+    Say(is_gone ? L"deleted " : L"could not delete ", path);
+  }
+  std::wstring path = file;
+  while (is_gone) {
     const size_t separator = path.find_last_of(L"\\/");
     if (separator == std::wstring::npos) return;
     path.resize(separator);
     if (path == work_folder || path.size() < work_folder.size()) return;
-    gone = IsGone(path, util::RemoveFolder(path));
+    // Those above stay held.
+    if (!held.empty()) held.pop_back();
+    is_gone = IsGone(path, util::RemoveFolder(path));
+    if (is_gone) Say(L"deleted the folder ", path);
   }
 }
 
-}  // namespace
-
-bool HasFolderPrefix(std::wstring_view path, std::wstring_view folder, bool case_sensitive) {
-  if (folder.empty() || folder.size() > path.size()) return false;
-  for (size_t i = 0; i < folder.size(); ++i) {
-    const bool equal = case_sensitive ? path[i] == folder[i]
-                                      : util::FoldAscii(path[i]) == util::FoldAscii(folder[i]);
-    if (!equal) return false;
-  }
-  return true;
-}
-
-void CleanupRunner::Run() const {
-  (void)RemoveResumeRegistration(session_.GetProperty(contract::kProductCodeProperty));
-  const std::wstring partial_ending = util::ToWide(download::kPartialFileEnding);
-  const auto files =
-      util::Split(session_.GetProperty(contract::kFilesProperty), contract::kListDelimiter);
-  const auto folders =
-      util::Split(session_.GetProperty(contract::kFoldersProperty), contract::kListDelimiter);
-  for (const std::wstring& file : files) {
-    // A transfer that broke off leaves a partial file beside the recorded name.
-    for (const std::wstring& path : {file, file + partial_ending}) {
-      if (!util::FileExists(path) || StepsUp(path)) continue;
-      const std::wstring* const folder = FindWorkFolder(folders, path);
-      if (folder != nullptr) RemoveWithEmptyFolders(path, *folder);
-    }
-  }
+void CleanupRunner::Say(const wchar_t* what, const std::wstring& path) const {
+  if (is_logging_) msi::Log(session_, std::wstring(L"clean-up ") + what + path);
 }
 
 }  // namespace prereq

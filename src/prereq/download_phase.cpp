@@ -1,5 +1,8 @@
 #include "prereq/download_phase.h"
 
+#include <optional>
+#include <vector>
+
 #include "download/downloader.h"
 #include "download/partial_file.h"
 #include "msi/messages.h"
@@ -8,6 +11,7 @@
 #include "prereq/prompts.h"
 #include "prereq/rows.h"
 #include "prereq/work_folders.h"
+#include "util/ansi_text.h"
 #include "util/error_text.h"
 #include "util/files.h"
 #include "util/text.h"
@@ -92,22 +96,35 @@ uint32_t Fetch(ProgressReporter* progress, const std::string& url, const std::st
   return result;
 }
 
+// `folder` in the ANSI code page, in which the downloader works. Where that lacks a character, the
+// short name of as much of the folder as is there takes its place; nothing when there is none.
+std::optional<std::string> NarrowFolder(const std::wstring& folder) {
+  if (auto narrow = util::TryToAnsi(folder)) return narrow;
+  const std::wstring there = NearestExisting(folder);
+  const std::wstring short_name = util::ShortName(there);
+  if (short_name.empty()) return std::nullopt;
+  return util::TryToAnsi(short_name + folder.substr(there.size()));
+}
+
 uint32_t Fetch(PrerequisiteManager* manager, const Prerequisite& prerequisite) {
   const msi::InstallerSession& session = manager->session();
+  ProgressReporter* const progress = &manager->progress();
   const std::wstring& path = prerequisite.file_path;
-  // The downloader takes a path with a drive as it is; one on a server it puts together itself.
-  const std::wstring& target = path.find(L':') != path.npos ? path : prerequisite.file_name;
-  // The downloader works in the ANSI code page.
-  const std::string folder = util::ToAnsi(DownloadFolder(session));
-  const std::string ansi_target = util::ToAnsi(target);
   // Without a folder the downloader would use the current one, without a name one of its own, and
   // no clean-up would find the file.
-  if (path.empty() || folder.empty() || ansi_target.empty()) {
-    return Fail(&manager->progress(), download::kNoLocalName);
-  }
+  if (path.empty() || prerequisite.file_name.empty()) return Fail(progress, download::kNoLocalName);
+  const std::optional<std::string> url = util::TryToAnsi(prerequisite.url);
+  const std::optional<std::string> folder = NarrowFolder(DownloadFolder(session));
+  const std::optional<std::string> name = util::TryToAnsi(prerequisite.file_name);
+  // A neighbour's name would be another file.
+  if (!url || !folder || !name) return Fail(progress, ERROR_INVALID_NAME);
   // Before the transfer, so that the clean-up finds what is left of a broken one too.
   AppendToFileList(session, path);
-  return Fetch(&manager->progress(), util::ToAnsi(prerequisite.url), folder, ansi_target);
+  std::vector<util::UniqueFile> held;
+  if (const DWORD error = PrepareTransfer(session, path, &held)) return Fail(progress, error);
+  // The downloader takes a path with a drive as it is; one on a server it puts together itself.
+  const bool has_drive = path.find(L':') != path.npos;
+  return Fetch(progress, *url, *folder, has_drive ? util::WithBackslash(*folder) + *name : *name);
 }
 
 // True when the file is whole and in its place.

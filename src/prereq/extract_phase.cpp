@@ -99,6 +99,11 @@ bool StartExtraction(const msi::InstallerSession& session, const std::vector<Ext
     msi::Log(session, {fault, executable});
     return false;
   }
+  // The setup executable would take a folder that is there already as it is.
+  if (const DWORD error = PrepareWorkFolder(folder)) {
+    msi::Log(session, {L"nothing is unpacked to ", folder, L": ", util::ErrorText(error)});
+    return false;
+  }
   const std::wstring arguments = BuildArguments(groups, folder);
   msi::Log(session, {L"unpacks: ", executable, L" ", arguments});
   if (StartHidden(executable, arguments)) return true;
@@ -120,9 +125,8 @@ ActionEnd RunExtractPhase(PrerequisiteManager* manager) {
   manager->progress().Start(static_cast<uint32_t>(groups.size()), /*accumulate=*/true);
   // Before anything is started: without its pipe it would be waited for, and wait itself.
   const std::string suffix = util::ToDecimalAnsi(::GetCurrentProcessId());
-  if (suffix.empty() || !StartExtraction(session, groups, FindSetupExecutable(session))) {
-    return ActionEnd::kDone;
-  }
+  const std::wstring executable = FindSetupExecutable(session);
+  if (suffix.empty() || !StartExtraction(session, groups, executable)) return ActionEnd::kDone;
 
   util::PipeChannel channel;
   // Not judged: a channel that is not open ends the serving at its first step.

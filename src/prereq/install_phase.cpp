@@ -2,11 +2,13 @@
 
 #include <utility>
 
+#include "contract/properties.h"
 #include "msi/messages.h"
 #include "prereq/file_check.h"
 #include "prereq/prompts.h"
 #include "prereq/resume.h"
 #include "prereq/rows.h"
+#include "prereq/work_folders.h"
 #include "util/files.h"
 #include "util/process.h"
 #include "util/text.h"
@@ -45,6 +47,15 @@ void ReportFailedLaunch(const msi::InstallerSession& session, const std::wstring
   report.Send(session, INSTALLMESSAGE_ERROR);
 }
 
+// A work folder may be somebody else's, who can change what lies there.
+DWORD CheckWorkFolder(const msi::InstallerSession& session, const Prerequisite& prerequisite) {
+  const bool is_in_work_folder = prerequisite.location == Location::kDownloaded ||
+                                 !session.GetProperty(contract::kFilesInsideProperty).empty();
+  const std::wstring& path = prerequisite.file_path;
+  return is_in_work_folder ? PrepareWorkFolder(path.substr(0, path.find_last_of(L"\\/")))
+                           : NO_ERROR;
+}
+
 // `held` is the file as it was checked, if it was: closed as soon as the shell has started it, for
 // a setup may replace itself.
 void Launch(PrerequisiteManager* manager, const Prerequisite& prerequisite, util::UniqueFile held) {
@@ -58,8 +69,11 @@ void Launch(PrerequisiteManager* manager, const Prerequisite& prerequisite, util
   }
   const DWORD started_at_ms = ::GetTickCount();
   util::UniqueKernelHandle process;
-  const bool launched = util::StartProgram(path, arguments, /*hidden=*/false, &process);
-  const DWORD error = launched ? NO_ERROR : ::GetLastError();
+  DWORD error = CheckWorkFolder(session, prerequisite);
+  if (error == NO_ERROR && !util::StartProgram(path, arguments, /*hidden=*/false, &process)) {
+    error = ::GetLastError();
+  }
+  const bool launched = error == NO_ERROR;
   held.Reset();
   DWORD exit_code = 0;  // Not judged: whether the prerequisite is there, the verify phase tells.
   util::WaitForExit(process.Get(), &exit_code);
