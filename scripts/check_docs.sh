@@ -51,8 +51,7 @@ check_product() {
     done < <(tail -n +4 "package/tables/$name.idt")
   done
   grep -q '^1601.My own text' "$scratch/Error.idt" || complain "the package's own row did not win"
-  timeout 60 scripts/wine.sh build/ship/bin/check_package.exe /strict \
-    /ignore PRE003,PRE519,PRE522,PRE523,PRE524 "Z:${1//\//\\}" >"$scratch/findings" ||
+  timeout 60 scripts/wine.sh build/ship/bin/check_package.exe /strict "Z:${1//\//\\}" >"$scratch/findings" ||
     { cat "$scratch/findings" >&2; complain "the package of the steps is not as it should be"; }
   for name in QX_PreRequisite QX_AppSearchEx; do
     [ "$(msiinfo export "$1" "$name" | wc -l)" = 4 ] || complain "$name has no row"

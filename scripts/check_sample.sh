@@ -19,5 +19,4 @@ timeout 120 scripts/wine.sh "$programs/check_package.exe" /format sarif $broken 
 scripts/check_sarif.py build/check-sample/findings.sarif tests/tools/sarif.txt
 rm $broken
 
-timeout 120 scripts/wine.sh "$programs/check_package.exe" /strict \
-  /ignore PRE519,PRE522,PRE523 build/check-sample/sample.msi
+timeout 120 scripts/wine.sh "$programs/check_package.exe" /strict build/check-sample/sample.msi

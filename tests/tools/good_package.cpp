@@ -18,6 +18,8 @@ GoodPackage::GoodPackage() {
     EditPackage(package_.database(), folder(), row[0]);
   }
   package_.AddStream(L"Binary", L"Data", L"Prereq.dll", ProgramFolder() + L"\\named_exports.dll");
+  package_.AddStream(L"Binary", L"Data", L"PrereqFinish.dll",
+                     ProgramFolder() + L"\\PrereqFinish.dll");
   package_.AddStream(L"Binary", L"Data", L"Mine.dll", ProgramFolder() + L"\\own_library.dll");
   package_.AddStream(L"Binary", L"Data", L"Check.exe", folder().Write(L"check.exe", "program"));
   folder().Write(L"ToolsSetup.exe", "1234");

@@ -10,6 +10,7 @@ namespace {
 
 constexpr wchar_t kTable[] = L"CustomAction";
 constexpr wchar_t kKitName[] = L"Prereq.dll";
+constexpr wchar_t kFinishName[] = L"PrereqFinish.dll";  // The kit's own, for the ends.
 
 constexpr int kLibraryInBinary = 1;
 constexpr int kFormattedDirectory = 35;
@@ -31,11 +32,19 @@ constexpr struct {
     {L"CleanPrereq", Phase::kClean},
 };
 
+// Of the kit's library for the ends of an installation; one cleans up and takes the value back.
+constexpr wchar_t kCleanUp[] = L"CleanUp";
+constexpr wchar_t kTakeBack[] = L"TakeRunValueBack";
+
 std::optional<Phase> FindExport(const std::wstring& name) {
   for (const auto& [one, phase] : kExports) {
     if (name == one) return phase;
   }
   return std::nullopt;
+}
+
+bool IsCallOfFinish(const CustomAction& action) {
+  return action.BaseType() == kLibraryInBinary && action.source == kFinishName;
 }
 
 std::wstring ListExports() {
@@ -66,7 +75,10 @@ void CheckCall(const CustomAction& action, const LibraryImage* image, Report* re
     return;
   }
   const Place place = {kTable, action.name, L"Target"};
-  if (!FindExport(action.target)) {
+  const bool is_known = IsCallOfFinish(action)
+                            ? action.target == kCleanUp || action.target == kTakeBack
+                            : FindExport(action.target).has_value();
+  if (!is_known) {
     report->Add(kNoSuchExport, place, {action.target, ListExports()});
   } else if (image != nullptr && !image->exports.contains(action.target)) {
     report->Add(kOldCopy, place, {action.target});
@@ -95,8 +107,10 @@ bool CustomAction::SetsProperty() const {
 
 bool CustomAction::IsOwnCode() const {
   const int sort = type & kSortOfCode;
-  return !phase && !SetsProperty() && (sort == 1 || sort == 5 || sort == 6);
+  return !phase && !TakesRunValueBack() && !SetsProperty() && (sort == 1 || sort == 5 || sort == 6);
 }
+
+bool CustomAction::TakesRunValueBack() const { return IsCallOfFinish(*this); }
 
 bool CustomAction::RunsOnce() const {
   return (type & kInScript) == 0 && (type & (kFirstSequence | kOncePerProcess)) != 0;
@@ -109,7 +123,9 @@ CustomActions::CustomActions(const Package& package) {
   }
   FindLibraries(package);
   for (CustomAction& action : actions_) {
-    if (action.BaseType() == kLibraryInBinary && IsLibrary(action.source)) {
+    if (IsCallOfFinish(action)) {
+      if (action.target == kCleanUp) action.phase = Phase::kClean;
+    } else if (action.BaseType() == kLibraryInBinary && IsLibrary(action.source)) {
       action.phase = FindExport(action.target);
     }
   }
@@ -117,7 +133,7 @@ CustomActions::CustomActions(const Package& package) {
 
 void CustomActions::FindLibraries(const Package& package) {
   for (const CustomAction& action : actions_) {
-    const bool is_kits = action.source == kKitName;
+    const bool is_kits = action.source == kKitName || action.source == kFinishName;
     const bool is_call = action.BaseType() == kLibraryInBinary;
     if (IsLibrary(action.source) || (!is_kits && !(is_call && FindExport(action.target)))) continue;
     std::optional<LibraryImage> image;

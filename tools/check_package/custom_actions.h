@@ -31,6 +31,8 @@ struct CustomAction {
 
   [[nodiscard]] int BaseType() const { return type & 0x3F; }
   [[nodiscard]] bool SetsProperty() const;
+  // Calls the kit's library for the ends, which takes the value for the next logon back.
+  [[nodiscard]] bool TakesRunValueBack() const;
   // A library or a script of the author's own, which can read and set any property.
   [[nodiscard]] bool IsOwnCode() const;
   // Runs in the first sequence only, or not again in the same process.

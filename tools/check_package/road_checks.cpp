@@ -218,7 +218,7 @@ void CheckRunValue(const Context& context) {
       std::any_of(rows.begin(), rows.end(),
                   [&](const msi::TableRow& row) { return names_it(row.Get(L"Key")); }) ||
       std::any_of(actions.begin(), actions.end(), [&](const CustomAction& action) {
-        return names_it(action.target) || action.IsOwnCode();
+        return names_it(action.target) || action.IsOwnCode() || action.TakesRunValueBack();
       });
   if (!is_taken_back) context.report->Add(kRunValueStays, {});
 }
