@@ -96,14 +96,14 @@ uint32_t Fetch(ProgressReporter* progress, const std::string& url, const std::st
   return result;
 }
 
-// `folder` in the ANSI code page, in which the downloader works. Where that lacks a character, the
-// short name of as much of the folder as is there takes its place; nothing when there is none.
+// `folder` in the ANSI code page, in which the downloader works, with short names of what is there
+// already where the code page lacks a character. Nothing when it cannot be said.
 std::optional<std::string> NarrowFolder(const std::wstring& folder) {
-  if (auto narrow = util::TryToAnsi(folder)) return narrow;
   const std::wstring there = NearestExisting(folder);
-  const std::wstring short_name = util::ShortName(there);
-  if (short_name.empty()) return std::nullopt;
-  return util::TryToAnsi(short_name + folder.substr(there.size()));
+  const std::optional<std::string> begin = util::ToAnsiPath(there);
+  const std::optional<std::string> rest = util::TryToAnsi(folder.substr(there.size()));
+  if (!begin || !rest) return std::nullopt;
+  return *begin + *rest;
 }
 
 uint32_t Fetch(PrerequisiteManager* manager, const Prerequisite& prerequisite) {
