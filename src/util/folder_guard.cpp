@@ -1,8 +1,6 @@
 #include "util/folder_guard.h"
 
-#include <algorithm>
-#include <iterator>
-#include <string_view>
+#include <cstring>
 
 #include "util/find_function.h"
 #include "util/os_family.h"
@@ -10,24 +8,21 @@
 namespace util {
 namespace {
 
-// Security identifiers as the system lays them out: revision, number of parts, the authority of
-// Windows NT, the parts.
-template <typename... Parts>
-std::string MakeSid(Parts... parts) {
-  const DWORD values[] = {static_cast<DWORD>(parts)...};
-  std::string sid = {SID_REVISION, static_cast<char>(sizeof...(parts)), 0, 0, 0, 0, 0, 5};
-  sid.append(reinterpret_cast<const char*>(values), sizeof(values));
-  return sid;
+// True for the security identifier with these parts below the authority of Windows NT. Laid out by
+// the system: revision, number of parts, six bytes of authority, the parts.
+template <size_t count>
+bool HasParts(const std::string& sid, const DWORD (&parts)[count]) {
+  constexpr char kAuthority[] = {0, 0, 0, 0, 0, 5};
+  return sid.size() == 8 + sizeof(parts) &&
+         std::memcmp(sid.data() + 2, kAuthority, sizeof(kAuthority)) == 0 &&
+         std::memcmp(sid.data() + 8, parts, sizeof(parts)) == 0;
 }
-std::string SystemSid() { return MakeSid(SECURITY_LOCAL_SYSTEM_RID); }
-std::string LocalServiceSid() { return MakeSid(SECURITY_LOCAL_SERVICE_RID); }
-std::string NetworkServiceSid() { return MakeSid(SECURITY_NETWORK_SERVICE_RID); }
-std::string AdministratorsSid() {
-  return MakeSid(SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS);
-}
-std::string TrustedInstallerSid() {
-  return MakeSid(80, 956008885, 3418522649, 1831038044, 1853292631, 2271478464);
-}
+constexpr DWORD kSystem[] = {SECURITY_LOCAL_SYSTEM_RID};
+constexpr DWORD kLocalService[] = {SECURITY_LOCAL_SERVICE_RID};
+constexpr DWORD kNetworkService[] = {SECURITY_NETWORK_SERVICE_RID};
+constexpr DWORD kAdministrators[] = {SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS};
+constexpr DWORD kTrustedInstaller[] = {80,         956008885,  3418522649,
+                                       1831038044, 1853292631, 2271478464};
 
 std::string CopySid(const void* sid) {
   const auto* const bytes = static_cast<const char*>(sid);
@@ -94,10 +89,10 @@ bool IsSeparator(wchar_t letter) { return letter == L'\\' || letter == L'/'; }
 // The rights that a folder of a service account gives, with those to what is made in it. The
 // account itself has them through SYSTEM, or is named: it has to write there.
 const wchar_t* AccessList(const std::string& account) {
-  if (account == LocalServiceSid()) {
+  if (HasParts(account, kLocalService)) {
     return L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;LS)";
   }
-  if (account == NetworkServiceSid()) {
+  if (HasParts(account, kNetworkService)) {
     return L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;NS)";
   }
   return L"D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
@@ -135,7 +130,8 @@ bool IsLink(const std::wstring& path, const FolderFunctions& functions) {
 bool IsServiceAccount(const FolderFunctions& functions) {
   if (!IsNtFamily()) return false;
   const std::string account = functions.read_account();
-  return account == SystemSid() || account == LocalServiceSid() || account == NetworkServiceSid();
+  return HasParts(account, kSystem) || HasParts(account, kLocalService) ||
+         HasParts(account, kNetworkService);
 }
 
 DWORD MakeProtectedFolder(const std::wstring& path, const FolderFunctions& functions) {
@@ -167,8 +163,9 @@ bool IsTrustedFolder(const std::wstring& path, const FolderFunctions& functions)
   const UniqueFile folder = OpenFolder(path, READ_CONTROL | FILE_READ_ATTRIBUTES, functions);
   if (!folder) return false;
   const std::string owner = functions.read_owner(folder.Get());
-  return !owner.empty() && (owner == SystemSid() || owner == AdministratorsSid() ||
-                            owner == TrustedInstallerSid() || owner == functions.read_account());
+  return !owner.empty() &&
+         (HasParts(owner, kSystem) || HasParts(owner, kAdministrators) ||
+          HasParts(owner, kTrustedInstaller) || owner == functions.read_account());
 }
 
 }  // namespace util

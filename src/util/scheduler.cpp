@@ -164,24 +164,27 @@ UniqueCom<ITaskFolder> OpenTaskFolder() {
   return folder;
 }
 
-void AppendElement(std::wstring* xml, const wchar_t* name, std::wstring_view text) {
-  xml->append(L"<").append(name).append(L">");
+void Append(std::wstring* xml, std::string_view text) { xml->append(text.begin(), text.end()); }
+
+void AppendElement(std::wstring* xml, const char* name, std::wstring_view text) {
+  const auto tag = [&](const char* begin) {
+    Append(xml, begin);
+    Append(xml, name);
+    xml->push_back(L'>');
+  };
+  tag("<");
   for (const wchar_t letter : text) {
-    switch (letter) {
-      case L'&':
-        xml->append(L"&amp;");
-        break;
-      case L'<':
-        xml->append(L"&lt;");
-        break;
-      case L'>':
-        xml->append(L"&gt;");
-        break;
-      default:
-        xml->push_back(letter);
+    if (letter == L'&') {
+      Append(xml, "&amp;");
+    } else if (letter == L'<') {
+      Append(xml, "&lt;");
+    } else if (letter == L'>') {
+      Append(xml, "&gt;");
+    } else {
+      xml->push_back(letter);
     }
   }
-  xml->append(L"</").append(name).append(L">");
+  tag("</");
 }
 
 // Without a zone behind it the time is local.
@@ -219,21 +222,24 @@ HRESULT CreateScheduledJob(const ScheduledJob& job) {
 }
 
 std::wstring LogonTaskXml(const ScheduledJob& job) {
-  std::wstring xml =
-      L"<Task version=\"1.2\" xmlns=\"http://schemas.microsoft.com/windows/2004/02/mit/task\">"
-      L"<Triggers><LogonTrigger>";
-  AppendElement(&xml, L"StartBoundary", TimeText(job.start));
-  AppendElement(&xml, L"UserId", job.account);
-  xml += L"</LogonTrigger></Triggers><Principals><Principal id=\"Author\">";
-  AppendElement(&xml, L"UserId", job.account);
-  xml +=
-      L"<LogonType>InteractiveToken</LogonType></Principal></Principals><Settings>"
-      L"<DisallowStartIfOnBatteries>false</DisallowStartIfOnBatteries>"
-      L"<StopIfGoingOnBatteries>false</StopIfGoingOnBatteries><Hidden>true</Hidden>"
-      L"<ExecutionTimeLimit>PT0S</ExecutionTimeLimit></Settings><Actions Context=\"Author\"><Exec>";
-  AppendElement(&xml, L"Command", job.program);
-  AppendElement(&xml, L"Arguments", job.arguments);
-  return xml + L"</Exec></Actions></Task>";
+  std::wstring xml;
+  Append(&xml,
+         "<Task version=\"1.2\" xmlns=\"http://schemas.microsoft.com/windows/2004/02/mit/task\">"
+         "<Triggers><LogonTrigger>");
+  AppendElement(&xml, "StartBoundary", TimeText(job.start));
+  AppendElement(&xml, "UserId", job.account);
+  Append(&xml, "</LogonTrigger></Triggers><Principals><Principal id=\"Author\">");
+  AppendElement(&xml, "UserId", job.account);
+  Append(&xml,
+         "<LogonType>InteractiveToken</LogonType></Principal></Principals><Settings>"
+         "<DisallowStartIfOnBatteries>false</DisallowStartIfOnBatteries>"
+         "<StopIfGoingOnBatteries>false</StopIfGoingOnBatteries><Hidden>true</Hidden>"
+         "<ExecutionTimeLimit>PT0S</ExecutionTimeLimit></Settings><Actions Context=\"Author\">"
+         "<Exec>");
+  AppendElement(&xml, "Command", job.program);
+  AppendElement(&xml, "Arguments", job.arguments);
+  Append(&xml, "</Exec></Actions></Task>");
+  return xml;
 }
 
 bool CreateLogonTask(const ScheduledJob& job) {

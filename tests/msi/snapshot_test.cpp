@@ -65,8 +65,14 @@ TEST_CASE("columns, condition and order go into the query as they are given") {
   CHECK_FALSE(items.Load({L"Key"}, {}, L"`Key` = 'none'"));
   CHECK(items.size() == 0);
   CHECK(kept.Get(L"Key") == L"n");
+  // What the table has not is left out, and all columns come when it has none of them.
+  CHECK(items.Load({L"Missing", L"Key"}, {L"Also missing", L"Order"}, L"`Key` <> 'n'"));
+  CHECK(items.query_text() == L"SELECT `Key` FROM `Item` WHERE `Key` <> 'n' ORDER BY `Order`");
+  CHECK(Column(items, L"Missing") == Cells(3));
+  CHECK(items.Load({L"Missing"}, {L"Also missing"}));
+  CHECK(Column(items, L"Missing") == Cells(4));
   // Once a query failed, the snapshot does nothing more.
-  CHECK_FALSE(items.Load({L"Missing column"}));
+  CHECK_FALSE(items.Load({L"Missing"}, {}, L"no condition"));
   CHECK_FALSE(items.Load({L"Key"}));
   CHECK(items.size() == 0);
 }
