@@ -10,7 +10,7 @@ UniqueModule LoadSystemLibrary(const char* name) {
   // Without its folder the name would be searched for.
   if (length == 0 || length + 1 + std::strlen(name) >= MAX_PATH) return {};
   path[length] = '\\';
-  std::strcpy(path + length + 1, name);
+  std::memcpy(path + length + 1, name, std::strlen(name) + 1);
   return UniqueModule(::LoadLibraryA(path));
 }
 
