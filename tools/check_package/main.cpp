@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "checks.h"
+#include "guard.h"
 #include "options.h"
 #include "output.h"
 #include "text_file.h"
@@ -110,25 +111,6 @@ check::Verdict Check(const std::wstring& path, check::Options* options) {
   return verdict;
 }
 
-// What is being checked, for OnCrash.
-const std::wstring* current_package = nullptr;
-
-// A damaged package can bring the installer's own library down; that is a finding like any other. A
-// fault in this program stays a crash.
-LONG WINAPI OnCrash(EXCEPTION_POINTERS* crash) {
-  MEMORY_BASIC_INFORMATION place = {};
-  ::VirtualQuery(crash->ExceptionRecord->ExceptionAddress, &place, sizeof(place));
-  if (current_package == nullptr || place.AllocationBase == ::GetModuleHandleW(nullptr)) {
-    return EXCEPTION_CONTINUE_SEARCH;
-  }
-  check::Verdict verdict = {check::Report(*current_package), /*was_opened=*/false};
-  verdict.report.Add(check::kNotOpened, {},
-                     {L"the installer fails on this file, which must be damaged"});
-  Print(STD_OUTPUT_HANDLE, check::FormatText(verdict));
-  ::TerminateProcess(::GetCurrentProcess(), kNotChecked);
-  return EXCEPTION_EXECUTE_HANDLER;
-}
-
 ExitCode CodeOf(const check::Verdict& verdict, bool is_strict) {
   const auto& findings = verdict.report.findings();
   if (std::any_of(findings.begin(), findings.end(), [](const check::Finding& finding) {
@@ -141,27 +123,35 @@ ExitCode CodeOf(const check::Verdict& verdict, bool is_strict) {
   return fails ? kErrors : kFine;
 }
 
-int Run(check::Options* options) {
-  std::vector<check::Verdict> verdicts;
-  ::SetUnhandledExceptionFilter(&OnCrash);
-  for (const std::wstring& path : options->packages) {
-    current_package = &path;
-    verdicts.push_back(Check(path, options));
-  }
-  current_package = nullptr;
-  check::Verdict of_command_line = {check::Report(L"command line")};
-  options->ignored.ReportUnused(&of_command_line.report);
-  if (!of_command_line.report.findings().empty()) verdicts.push_back(std::move(of_command_line));
+// Prints all, and says how the program ends.
+int Finish(const std::vector<check::Verdict>& verdicts, const check::Options& options) {
   std::wstring text;
   int code = kFine;
   for (const check::Verdict& verdict : verdicts) {
-    code = std::max<int>(code, CodeOf(verdict, options->is_strict));
-    if (options->format == check::OutputFormat::kText) text += check::FormatText(verdict);
+    code = std::max<int>(code, CodeOf(verdict, options.is_strict));
+    if (options.format == check::OutputFormat::kText) text += check::FormatText(verdict);
   }
-  if (options->format == check::OutputFormat::kJson) text = check::FormatJson(verdicts);
-  if (options->format == check::OutputFormat::kSarif) text = check::FormatSarif(verdicts, kVersion);
+  if (options.format == check::OutputFormat::kJson) text = check::FormatJson(verdicts);
+  if (options.format == check::OutputFormat::kSarif) text = check::FormatSarif(verdicts, kVersion);
   Print(STD_OUTPUT_HANDLE, text);
   return code;
+}
+
+int Run(check::Options* options) {
+  std::vector<check::Verdict> verdicts;
+  for (const std::wstring& path : options->packages) {
+    const check::Guard guard(options->limit_seconds, [&](const wchar_t* why) {
+      check::Verdict verdict = {check::Report(path), /*was_opened=*/false};
+      verdict.report.Add(check::kNotOpened, {}, {why});
+      verdicts.push_back(std::move(verdict));
+      ::TerminateProcess(::GetCurrentProcess(), static_cast<UINT>(Finish(verdicts, *options)));
+    });
+    verdicts.push_back(Check(path, options));
+  }
+  check::Verdict of_command_line = {check::Report(L"command line")};
+  options->ignored.ReportUnused(&of_command_line.report);
+  if (!of_command_line.report.findings().empty()) verdicts.push_back(std::move(of_command_line));
+  return Finish(verdicts, *options);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ const wchar_t kUsage[] =
     L"                    also from the file <package.msi>.ignore, one a line\n"
     L"  /base FILE        the package that this one was made from\n"
     L"  /format text|json|sarif   the form of the output, in UTF-8\n"
+    L"  /limit SECONDS    gives a package up that takes longer (120)\n"
     L"  /version          the version of this program\n"
     L"  /?, --help        this text\n"
     L"\n"
@@ -62,6 +63,10 @@ std::vector<std::wstring> Expanded(const std::wstring& argument) {
 std::wstring ReadValue(const std::wstring& name, const std::wstring& value, Options* options) {
   if (name == L"ignore") {
     return options->ignored.Add(value) ? L"" : Quoted(value) + L" names the key of no finding";
+  }
+  if (name == L"limit") {
+    options->limit_seconds = util::ParseDecimal<uint32_t>(value);
+    return options->limit_seconds != 0 ? L"" : Quoted(value) + L" is no number of seconds";
   }
   if (name == L"base") {
     options->base = value;
@@ -108,7 +113,7 @@ Options ReadOptions(const std::vector<std::wstring>& arguments) {
     const size_t begin = argument.find_first_not_of(L"/-");
     const size_t end = std::min(argument.find_first_of(L":="), argument.size());
     const std::wstring name = argument.substr(std::min(begin, end), end - std::min(begin, end));
-    if (name == L"ignore" || name == L"base" || name == L"format") {
+    if (name == L"ignore" || name == L"base" || name == L"format" || name == L"limit") {
       const bool is_inside = end != argument.size();
       if (!is_inside && i + 1 == arguments.size()) {
         options.complaint = argument + L" wants a value";

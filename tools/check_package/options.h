@@ -1,6 +1,7 @@
 #ifndef CHECK_PACKAGE_OPTIONS_H_
 #define CHECK_PACKAGE_OPTIONS_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@ struct Options {
   bool wants_help = false;
   bool wants_version = false;
   bool is_strict = false;
+  uint32_t limit_seconds = 120;  // For one package.
   OutputFormat format = OutputFormat::kText;
   std::wstring base;  // The file that the package was made from; empty for none.
   IgnoreList ignored;
