@@ -2,6 +2,8 @@
 
 #include <doctest.h>
 
+#include <set>
+
 #include "support/data_rows.h"
 #include "util/ansi_text.h"
 #include "util/process.h"
@@ -22,8 +24,11 @@ std::wstring Fold(std::wstring text) {
 }  // namespace
 
 TEST_CASE("texts are cut, read, written and joined by their rules") {
+  const std::set<std::wstring> rules = {L"split", L"folder", L"fold",  L"ansi",
+                                        L"say",   L"join",   L"number"};
   for (const test::DataRow& row : test::ReadDataRows("util/text_rules.txt")) {
     CAPTURE(row.line);
+    REQUIRE(rules.contains(row[0]));
     const std::wstring& text = row[1];
     if (row[0] == L"split") CHECK(InBrackets(text) == row[2]);
     if (row[0] == L"folder") CHECK(util::WithBackslash(text) == row[2]);
