@@ -122,7 +122,7 @@ void CompareWalks() {
   ListFolders(root, kDepth, &folders);
   RemoveTree(folders);  // Of a run that was cut short.
   MakeTree(folders);
-  const appsearch::SearchEngine engine(nullptr, appsearch::FolderResolver(""));
+  const appsearch::SearchEngine engine(nullptr, appsearch::FolderResolver(L""));
   const std::vector<appsearch::Criterion> criteria = {
       {.kind = appsearch::SearchKind::kFile,
        .search = root + "missing.exe?" + std::to_string(kDepth)}};
@@ -178,7 +178,7 @@ void CompareReads() {
                         .search = "HKCU\\" + RowKey(row) + "\\Version",
                         .lowest = "1"});
   }
-  const appsearch::SearchEngine engine(nullptr, appsearch::FolderResolver(""));
+  const appsearch::SearchEngine engine(nullptr, appsearch::FolderResolver(L""));
   Compare(
       "1,000 registry values, searches alone", [] {},
       [&] { return engine.Search(criteria, appsearch::CombiningMode::kAll, true).findings.size(); },
