@@ -26,7 +26,7 @@ done < <(awk '/DLL Name:/ {dll = $3} /^\t[0-9a-f]+\t +[0-9]+ +/ {print dll, $3}'
 # One of the same name beside the program that loads the library must never be taken for it: these come
 # from the system folder alone, and msi.dll is there already.
 for dll in $(awk '/DLL Name:/ {print tolower($3)}' <<<"$headers"); do
-  [[ " advapi32.dll kernel32.dll msvcrt.dll ole32.dll shell32.dll user32.dll msi.dll " == *" $dll "* ]] ||
+  [[ " advapi32.dll kernel32.dll msvcrt.dll ole32.dll oleaut32.dll shell32.dll user32.dll msi.dll " == *" $dll "* ]] ||
     complain "static import of a library that can be planted: $dll"
 done
 
@@ -37,7 +37,7 @@ dump -h | grep '\.rsrc' >/dev/null || complain "the version resource is missing"
 dump -t | grep 'no symbols' >/dev/null || complain "the file is not stripped"
 
 # It travels inside every package.
-[ "$(stat -c %s "$library")" -le $((160 << 10)) ] || complain "larger than 145 KiB"
+[ "$(stat -c %s "$library")" -le $((160 << 10)) ] || complain "larger than 160 KiB"
 
 echo "Prereq.dll: $(stat -c %s "$library") bytes, $(wc -w <<<"$found") exports"
 exit $bad

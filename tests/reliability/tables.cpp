@@ -241,9 +241,8 @@ void CheckPrerequisites(Part* part, Random* random) {
   run.Call("VerifyPrereq", 2);
   for (const SetupProgram* program : {&good, &post}) {
     const auto runs = program->Arguments();
-    part->FaultIf(
-        run.is_whole() ? runs.size() > 1 || (runs.empty() && run.says_yes()) : !runs.empty(),
-        "a good setup ran " + std::to_string(runs.size()) + " times");
+    part->FaultIf(runs.size() > 1 || (runs.empty() && run.is_whole() && run.says_yes()),
+                  "a good setup ran " + std::to_string(runs.size()) + " times");
     part->FaultIf(runs.size() == 1 && runs[0] != kGoodArguments, "a setup got another's arguments");
     part->Count("setups run", runs.size());
   }
@@ -290,8 +289,6 @@ void CheckSearches(Part* part, Random* random, const std::string& program) {
   for (size_t i = 0; i < kProperties; ++i) {
     const std::wstring value = run.rig().Property(L"P" + util::ToDecimal(i));
     part->FaultIf(value.empty(), "a search emptied a property");
-    part->FaultIf(!run.is_whole() && value != L"before",
-                  "a table that cannot be read found something");
     if (value != L"before") part->Count("found");
   }
   run.CheckEnd();
