@@ -77,7 +77,7 @@ void AppSearchRunner::Search(const SearchRow& row) const {
     result = engine_.Search({*criterion}, CombiningMode::kAll, /*stop_early=*/true);
     Log(row, Outcome(row, result));
   } else {
-    Log(row, L"found nothing, the ANSI code page does not have all letters of the row");
+    Log(row, L"found nothing, the ANSI code page does not have all characters of the row");
   }
   // The bounds are for texts of the package, found or not.
   if (!row.lowest.empty()) session_.SetProperty(row.property + L"QxVerMin", row.lowest);

@@ -34,9 +34,9 @@ int32_t ParseDepth(std::string_view text) {
   const bool negative = text.starts_with('-');
   if (negative || text.starts_with('+')) text.remove_prefix(1);
   int64_t depth = 0;
-  for (const char letter : text) {
-    if (letter < '0' || letter > '9') break;
-    depth = std::min<int64_t>(depth * 10 + (letter - '0'), INT32_MAX);
+  for (const char character : text) {
+    if (character < '0' || character > '9') break;
+    depth = std::min<int64_t>(depth * 10 + (character - '0'), INT32_MAX);
   }
   return static_cast<int32_t>(negative ? -depth : depth);
 }
@@ -59,7 +59,7 @@ std::vector<std::string> FixedDrives() {
 std::vector<std::string> ListCandidates(const std::string& search) {
   const std::string_view path = std::string_view(search).substr(0, FindDepth(search));
   // A reference stands for a folder.
-  if (util::FindMark(path, "\\]%!") != util::kNoMark) return {search};
+  if (util::FindAnyOf(path, "\\]%!") != util::kNoPosition) return {search};
   std::vector<std::string> candidates = FixedDrives();
   for (std::string& candidate : candidates) candidate += search;
   return candidates;
@@ -70,11 +70,11 @@ std::optional<Place> ToPlace(const std::string& candidate, const FolderResolver&
   const size_t mark = FindDepth(candidate);
   const auto path = folders.Resolve(candidate.substr(0, mark));
   if (!path) return std::nullopt;
-  const size_t slash = util::FindLastMark(*path, "\\");
-  const size_t name = slash == util::kNoMark ? 0 : slash + 1;
+  const size_t slash = util::FindLastOf(*path, "\\");
+  const size_t name = slash == util::kNoPosition ? 0 : slash + 1;
   return Place{
       path->substr(0, name), path->substr(name),
-      mark == util::kNoMark ? 0 : ParseDepth(std::string_view(candidate).substr(mark + 1))};
+      mark == util::kNoPosition ? 0 : ParseDepth(std::string_view(candidate).substr(mark + 1))};
 }
 
 // The entries of a folder that match a path, "*" and all.
@@ -169,8 +169,8 @@ class Walk {
 }  // namespace
 
 size_t FindDepth(std::string_view text) {
-  const size_t mark = util::FindMark(text, "?");
-  return mark == 0 ? util::kNoMark : mark;
+  const size_t mark = util::FindAnyOf(text, "?");
+  return mark == 0 ? util::kNoPosition : mark;
 }
 
 void FindFiles(const Criterion& criterion, const VersionBounds& bounds,

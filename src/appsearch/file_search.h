@@ -19,7 +19,7 @@ void FindFiles(const Criterion& criterion, const VersionBounds& bounds,
                const FolderResolver& folders, Findings* findings);
 
 // Where the levels of folders begin in a search text: at the first "?", unless the text begins with
-// it. util::kNoMark when there are none.
+// it. util::kNoPosition when there are none.
 size_t FindDepth(std::string_view text);
 
 }  // namespace appsearch

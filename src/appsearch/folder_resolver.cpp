@@ -31,9 +31,9 @@ std::optional<std::wstring> ReadVariable(const std::string& name) {
 }
 
 std::wstring ReadRegistry(const std::string& name) {
-  const size_t first = util::FindMark(name, "\\");
-  const size_t last = util::FindLastMark(name, "\\");
-  if (first == util::kNoMark) return {};
+  const size_t first = util::FindAnyOf(name, "\\");
+  const size_t last = util::FindLastOf(name, "\\");
+  if (first == util::kNoPosition) return {};
   // With one backslash only, the value is the root's own.
   const std::string path = first < last ? name.substr(first + 1, last - first - 1) : std::string();
   // All that is allowed, as RegOpenKey opens it.
@@ -46,12 +46,12 @@ std::wstring ReadRegistry(const std::string& name) {
 size_t FindEnd(const std::string& text, size_t open) {
   switch (text[open]) {
     case '[':
-      return util::FindMark(text, "]", open);
+      return util::FindAnyOf(text, "]", open);
     case '%':
-      return util::FindMark(text, "%", open + 1);
+      return util::FindAnyOf(text, "%", open + 1);
     default:
-      // The name has at least one letter, be it the mark itself.
-      return util::FindMark(text, "!", util::NextLetter(text, open + 1));
+      // The name has at least one character, be it the mark itself.
+      return util::FindAnyOf(text, "!", util::NextCharacter(text, open + 1));
   }
 }
 
@@ -87,9 +87,9 @@ std::optional<std::string> FolderResolver::Resolve(const std::string& text) cons
 }
 
 std::optional<Reference> FindReference(const std::string& text, size_t from) {
-  const size_t open = util::FindMark(text, "[%!", from);
-  const size_t end = open == util::kNoMark ? util::kNoMark : FindEnd(text, open);
-  if (end == util::kNoMark) return std::nullopt;
+  const size_t open = util::FindAnyOf(text, "[%!", from);
+  const size_t end = open == util::kNoPosition ? util::kNoPosition : FindEnd(text, open);
+  if (end == util::kNoPosition) return std::nullopt;
   return Reference{text[open], text.substr(open + 1, end - open - 1), open, end + 1};
 }
 

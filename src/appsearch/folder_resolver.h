@@ -31,7 +31,7 @@ class FolderResolver {
 
 // One reference in a text, resolvable or not.
 struct Reference {
-  char mark = 0;  // The letter that opens it: "[", "%" or "!".
+  char mark = 0;  // The character that opens it: "[", "%" or "!".
   std::string name;
   size_t begin = 0;  // Of the mark.
   size_t end = 0;    // Behind the closing mark.

@@ -13,7 +13,7 @@
 namespace appsearch {
 namespace {
 
-// A key's name has at most 255 letters, each at most two bytes, and one for the end.
+// A key's name has at most 255 characters, each at most two bytes, and one for the end.
 constexpr DWORD kKeyNameLength = 512;
 
 struct OpenedValue {

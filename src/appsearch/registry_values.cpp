@@ -23,8 +23,8 @@ struct RawValue {
   DWORD size_bytes;  // Of the value, also when the buffer was too small for it.
 };
 
-// Texts come as the registry of the family stores them: the ANSI call of the NT family would put
-// letters that look like them in the place of those that it cannot say.
+// Texts come as the registry of the family stores them: the ANSI call of Windows NT 4.0 to 11 would
+// put characters that look like them in the place of those that it cannot say.
 RawValue Query(HKEY key, const std::string& name, std::string* buffer) {
   RawValue value = {ERROR_INVALID_NAME, REG_NONE, static_cast<DWORD>(buffer->size())};
   auto* const bytes = reinterpret_cast<BYTE*>(buffer->data());
@@ -79,16 +79,16 @@ HKEY ParseRoot(std::string_view name) {
 }
 
 util::UniqueRegistryKey OpenKey(const std::string& path, bool view64) {
-  const size_t slash = util::FindMark(path, "\\");
-  if (slash == util::kNoMark) return {};
+  const size_t slash = util::FindAnyOf(path, "\\");
+  if (slash == util::kNoPosition) return {};
   const REGSAM view = view64 && util::Is64BitSystem() ? KEY_WOW64_64KEY : 0;
   return util::OpenRegistryKey(ParseRoot(std::string_view(path).substr(0, slash)),
                                path.substr(slash + 1), KEY_READ | view);
 }
 
 std::optional<ValuePath> SplitValuePath(const std::string& path) {
-  const size_t slash = util::FindLastMark(path, "\\");
-  if (slash == util::kNoMark) return std::nullopt;
+  const size_t slash = util::FindLastOf(path, "\\");
+  if (slash == util::kNoPosition) return std::nullopt;
   return ValuePath{path.substr(0, slash), path.substr(slash + 1)};
 }
 

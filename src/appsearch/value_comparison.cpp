@@ -11,7 +11,7 @@ namespace {
 constexpr std::string_view kDigits = "0123456789";
 
 struct Comparison {
-  char sign;  // One letter for each, whichever way it was written.
+  char sign;  // One character for each, whichever way it was written.
   std::string_view other;
 };
 

@@ -10,7 +10,7 @@ namespace {
 // leave the signed range with the next digit and then counts as negative.
 constexpr uint32_t kLargestBeforeDigit = 214748364;
 
-bool IsDigit(char letter) { return letter >= '0' && letter <= '9'; }
+bool IsDigit(char character) { return character >= '0' && character <= '9'; }
 
 }  // namespace
 

@@ -33,8 +33,8 @@ bool OpensHandle(Operation operation) {
 }
 
 std::string EventName(std::string module_path, const char* suffix) {
-  for (char& letter : module_path) {
-    if (letter == '\\') letter = '_';
+  for (char& character : module_path) {
+    if (character == '\\') character = '_';
   }
   const std::string ending = suffix;
   if (module_path.size() + ending.size() >= MAX_PATH) {

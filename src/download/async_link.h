@@ -32,7 +32,7 @@ enum class Operation : uint8_t {
 // and suffix together reach 260 characters, the suffix takes the place of the path's end.
 std::string EventName(std::string module_path, const char* suffix);
 
-// Where the internet library's threads leave what an asynchronous call came to, and where it puts
+// Where WinINet's threads leave what an asynchronous call came to, and where it puts
 // the data meanwhile: its callbacks, and its writes to buffers, can come after the worker gave up
 // and even after the downloader is gone. So the link counts what can still call back, each open
 // handle and the call under way, and goes with the last of them. No locks: the callback hands over

@@ -5,7 +5,7 @@
 
 namespace download {
 
-// The version of the system's browser, which is that of its internet library. False, with the out
+// The version of the system's browser, which is that of its WinINet. False, with the out
 // values as they were, when it is not known. Any thread.
 bool GetBrowserVersion(uint32_t* major, uint32_t* minor);
 

@@ -16,7 +16,7 @@ inline constexpr uint32_t kWindowForCertificate = 6;  // The hidden parent windo
 inline constexpr uint32_t kWindowForCredentials = 7;  // for a dialog about one of these.
 
 // Follows and steers a transfer. Called on the transfer's worker thread, `OnState` also on threads
-// of the internet library; every call must return quickly. The downloader does not own its
+// of WinINet; every call must return quickly. The downloader does not own its
 // listener. The operations keep this order, which is the interface's binary form.
 class DownloadListener {
  public:

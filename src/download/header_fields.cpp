@@ -41,7 +41,7 @@ std::string NameFromDisposition(const std::string& header) {
   std::string name = ValueOf(header, ';', "filename");
   const size_t slash = name.rfind('/');
   if (slash != name.npos) {
-    // Counted in the header and not in the name, on purpose: the folders of a name usually stay,
+    // Compatibility: counted in the header and not in the name. The folders of a name usually stay,
     // and become part of the name on disk.
     const size_t kept = std::min(header.size() - slash - 1, name.size());
     name.erase(0, name.size() - kept);

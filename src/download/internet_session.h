@@ -14,7 +14,7 @@
 
 namespace download {
 
-// One worker's asynchronous session with the internet library: at most one connection and, on it,
+// One worker's asynchronous session with WinINet: at most one connection and, on it,
 // one request or file. Each operation blocks until it completes or the transfer is cancelled, which
 // it looks for every 10 ms, and answers 0, the library's error or kCancelled; after the last only
 // the destructor may follow. Used on one thread.

@@ -34,7 +34,7 @@ uint32_t PartialFile::ReadOldSize() const {
 }
 
 uint32_t PartialFile::MakeFolders() const {
-  const size_t separator = util::FindLastMark(path_, kSeparators);
+  const size_t separator = util::FindLastOf(path_, kSeparators);
   return separator == std::string::npos
              ? NO_ERROR
              : util::MakeFolders(util::ToWide(path_.substr(0, separator)));

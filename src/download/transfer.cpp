@@ -20,7 +20,7 @@ bool IsDropped(uint32_t error) {
     case ERROR_INTERNET_CONNECTION_ABORTED:
     case ERROR_INTERNET_CONNECTION_RESET:
     case ERROR_INTERNET_DISCONNECTED:
-    case WSAECONNRESET:  // What Wine says for the third; the library proper never answers it.
+    case WSAECONNRESET:  // What Wine says for the third; Windows never answers it.
       return true;
     default:
       return false;

@@ -13,7 +13,7 @@
 namespace download {
 
 // One file on its way from the server to the disk: the body of the download worker. Needs the
-// internet library to be loaded.
+// WinINet to be loaded.
 class Transfer {
  public:
   explicit Transfer(TransferState* state) : state_(state), session_(state) {}

@@ -56,7 +56,7 @@ struct OpenResult {
   uint32_t size = 0;
 };
 
-// What a downloader, its worker thread and the callbacks of the internet library share.
+// What a downloader, its worker thread and the callbacks of WinINet share.
 struct TransferState {
   TransferRequest request;
   TransferOutcome outcome;

@@ -36,8 +36,7 @@ std::string NameFromPath(INTERNET_SCHEME scheme, const std::string& path) {
     case INTERNET_SCHEME_FTP:
       return name.substr(0, name.find(';'));  // A type suffix.
     default:
-      // A position in the path applied to the name, on purpose: names on disk that users of secure
-      // addresses already have depend on it.
+      // Compatibility: a position in the path, applied to the name.
       return name.substr(0, separator);
   }
 }
@@ -101,8 +100,8 @@ std::string LocalPath(const std::string& url, const std::string& folder,
 }
 
 std::string WithoutForbidden(std::string name) {
-  for (size_t at = util::FindMark(name, kForbidden); at != util::kNoMark;
-       at = util::FindMark(name, kForbidden, at + 1)) {
+  for (size_t at = util::FindAnyOf(name, kForbidden); at != util::kNoPosition;
+       at = util::FindAnyOf(name, kForbidden, at + 1)) {
     name[at] = '_';
   }
   return name;

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-// What a URL says. Texts are in the ANSI code page. Needs the internet library to be loaded.
+// What a URL says. Texts are in the ANSI code page. Needs WinINet to be loaded.
 namespace download {
 
 struct UrlParts {

@@ -8,7 +8,7 @@
 
 namespace download {
 
-// The functions of the internet library, of which every version has all but the last. A package
+// The functions of WinINet, of which every version has all but the last. A package
 // that downloads nothing never loads the library.
 struct WinInet {
   decltype(&::InternetOpenA) InternetOpenA;

@@ -82,8 +82,8 @@ void Log(const InstallerSession& session, std::initializer_list<std::wstring_vie
   std::wstring text = L"Prereq: ";
   for (const std::wstring_view part : parts) text += part;
   while (text.back() <= L' ') text.pop_back();
-  for (wchar_t& letter : text) {
-    if (letter < L' ') letter = L' ';
+  for (wchar_t& character : text) {
+    if (character < L' ') character = L' ';
   }
   MessageRecord(1).Set(0, AsTemplate(text)).Send(session, INSTALLMESSAGE_INFO);
 }
@@ -114,11 +114,11 @@ std::wstring WithoutHiddenValues(const InstallerSession& session, const std::wst
 std::wstring AsTemplate(const std::wstring& text) {
   if (text.find_first_of(L"[]") == text.npos) return text;
   std::wstring result;
-  for (const wchar_t letter : text) {
+  for (const wchar_t character : text) {
     // Braces mean something only around brackets.
-    const bool is_mark = std::wcschr(L"[]{}", letter) != nullptr;
+    const bool is_mark = std::wcschr(L"[]{}", character) != nullptr;
     if (is_mark) result += L"[\\";
-    result += letter;
+    result += character;
     if (is_mark) result += L']';
   }
   return result;

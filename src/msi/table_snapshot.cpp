@@ -32,7 +32,7 @@ auto TextReader(MSIHANDLE record, UINT field) {
   };
 }
 
-// The first letter of a type definition such as "s72" says what the column holds.
+// The first character of a type definition such as "s72" says what the column holds.
 bool IsText(wchar_t type) { return type == L's' || type == L'l'; }
 bool IsInteger(wchar_t type) { return type == L'i'; }
 bool IsStream(wchar_t type) { return type == L'v'; }

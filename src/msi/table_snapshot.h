@@ -110,7 +110,7 @@ class TableSnapshot {
 
   std::wstring table_;
   std::wstring query_;
-  std::wstring types_;                          // One lower-case letter a column.
+  std::wstring types_;                          // One lower-case character a column.
   std::shared_ptr<TableRow::Columns> columns_;  // Those whose cells are kept.
   std::vector<TableRow> rows_;
   std::vector<Bytes> streams_;

@@ -81,10 +81,10 @@ constexpr const wchar_t* kNamingTables[] = {L"AppSearch", contract::kSearchTable
                                             L"QX_TempFile"};
 
 // The system is asked only beyond ASCII: on the oldest systems this call has no answer.
-bool IsLowerCase(wchar_t letter) {
-  if (letter <= L'\x7f') return letter >= L'a' && letter <= L'z';
+bool IsLowerCase(wchar_t character) {
+  if (character <= L'\x7f') return character >= L'a' && character <= L'z';
   WORD type = 0;
-  return ::GetStringTypeW(CT_CTYPE1, &letter, 1, &type) && (type & C1_LOWER) != 0;
+  return ::GetStringTypeW(CT_CTYPE1, &character, 1, &type) && (type & C1_LOWER) != 0;
 }
 
 }  // namespace
@@ -95,7 +95,7 @@ bool IsPublicPropertyName(std::wstring_view name) {
 
 std::wstring QuotedProperty(const std::wstring& name, const std::wstring& value) {
   std::wstring text = name + L"=\"";
-  for (const wchar_t letter : value) text.append(letter == L'"' ? 2 : 1, letter);
+  for (const wchar_t character : value) text.append(character == L'"' ? 2 : 1, character);
   if (value.ends_with(L'\\')) text += L'\\';
   return text + L'"';
 }

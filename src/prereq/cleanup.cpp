@@ -17,7 +17,9 @@ namespace {
 // A path that steps up again could begin with a work folder and lie outside it. No phase makes one,
 // but the setup executable names the files that it unpacks. The folder itself is the package's own.
 bool StepsUp(const std::wstring& path, const std::wstring& folder) {
-  const auto is_separator = [](wchar_t letter) { return letter == L'\\' || letter == L'/'; };
+  const auto is_separator = [](wchar_t character) {
+    return character == L'\\' || character == L'/';
+  };
   // The prefix may end within a name.
   size_t begin = folder.size();
   while (begin != 0 && !is_separator(path[begin - 1])) --begin;
@@ -58,7 +60,7 @@ void CleanupRunner::Run() const {
 
 // Deletes the file and then, upwards, the folders that it leaves empty. The climb ends at the exact
 // text of the work folder, though the prefix was found without regard to case. Compatibility: so a
-// folder recorded in other letters goes too when it is empty.
+// folder recorded in other characters goes too when it is empty.
 void CleanupRunner::Remove(const std::wstring& file, const std::wstring& work_folder) const {
   std::vector<util::UniqueFile> held;
   if (!util::HoldFolders(file, work_folder.size(), functions_, &held)) {

@@ -29,7 +29,7 @@ class ListenerRelay final : public download::DownloadListener {
   void Start(uint32_t count, bool accumulate) override;
   void OnFileInfo(uint32_t total_bytes, const std::string& local_path) override;
   void OnComplete(uint32_t one) override;
-  // Not passed on: it also comes on threads of the internet library, and nothing shows it.
+  // Not passed on: it also comes on threads of WinINet, and nothing shows it.
   void OnState(uint32_t state) override;
   void OnProgress(uint32_t bytes) override;
   bool IsCancelled() override { return cancelled_; }

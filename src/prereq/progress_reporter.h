@@ -33,7 +33,7 @@ class ProgressReporter final : public download::DownloadListener {
   void OnProgress(uint32_t bytes) override;
   bool IsCancelled() override { return last_answer_ == IDCANCEL; }
   bool IsPaused() override { return false; }
-  // Shows the text of an error number of the system, the internet library or the downloader.
+  // Shows the text of an error number of the system, WinINet or the downloader.
   void OnError(uint32_t reserved, uint32_t code) override;
   // Does nothing, and nobody calls it; kept as part of the reporter's table of operations.
   virtual void Ignore(uint32_t first, uint32_t second, uint32_t third);

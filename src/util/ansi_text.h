@@ -8,20 +8,20 @@
 #include <string>
 #include <string_view>
 
-// Narrow text in the ANSI code page. In some code pages the second byte of a letter can look like a
-// backslash or a bracket, so bytes must not be searched one by one.
+// Narrow text in the ANSI code page. In some code pages the second byte of a character can look
+// like a backslash or a bracket, so bytes must not be searched one by one.
 namespace util {
 
-constexpr size_t kNoMark = std::string_view::npos;
+constexpr size_t kNoPosition = std::string_view::npos;
 
-// Where the first or last of `marks` stands in `text`; kNoMark when there is none. `from` must
-// not point into a letter.
-size_t FindMark(std::string_view text, std::string_view marks, size_t from = 0,
-                UINT code_page = CP_ACP);
-size_t FindLastMark(std::string_view text, std::string_view marks, UINT code_page = CP_ACP);
+// Where the first or last of `marks` stands in `text`; kNoPosition when there is none. `from` must
+// not point into a character.
+size_t FindAnyOf(std::string_view text, std::string_view marks, size_t from = 0,
+                 UINT code_page = CP_ACP);
+size_t FindLastOf(std::string_view text, std::string_view marks, UINT code_page = CP_ACP);
 
-// Where the letter after the one at `at` begins.
-size_t NextLetter(std::string_view text, size_t at, UINT code_page = CP_ACP);
+// Where the character after the one at `at` begins.
+size_t NextCharacter(std::string_view text, size_t at, UINT code_page = CP_ACP);
 
 // As the wide form in text.h: `folder` with a backslash at its end.
 std::string WithBackslash(std::string folder);

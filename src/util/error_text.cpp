@@ -22,7 +22,7 @@ std::wstring ErrorText(DWORD code) {
   UniqueLocalMemory text;
   const DWORD length = ::FormatMessageA(flags, internet, code, kUserLanguage,
                                         reinterpret_cast<char*>(text.Receive()), 0, nullptr);
-  // Signed on purpose: the number reads as other tools print the same code.
+  // Compatibility: signed.
   if (length == 0) return ToSignedDecimal(static_cast<int32_t>(code));
   return ToWide(std::string_view(static_cast<const char*>(text.Get()), length));
 }

@@ -7,7 +7,7 @@
 
 namespace util {
 
-// The system's text for an error number, or for 12000 to 12174 that of the internet library, if it
+// The system's text for an error number, or for 12000 to 12174 that of WinINet, if it
 // is loaded, in the user's language and with the line break the system ends it with. A number
 // without a text is its own text.
 std::wstring ErrorText(DWORD code);

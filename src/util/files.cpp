@@ -128,7 +128,7 @@ std::string ReadTempFolder() {
     const auto read = [](char* buffer, DWORD size) { return ::GetTempPathA(size, buffer); };
     return ReadSizedText(read).value_or("");
   }
-  // The ANSI call would put a letter that looks like it in the place of one that it cannot say.
+  // The ANSI call would put a character that looks like it in the place of one that it cannot say.
   wchar_t folder[MAX_PATH + 1];
   const DWORD length = ::GetTempPathW(MAX_PATH + 1, folder);
   if (length == 0 || length > MAX_PATH) return {};

@@ -9,8 +9,8 @@
 
 #include "util/unique_handle.h"
 
-// Every call uses the wide form on the NT family, with the path unchanged (so "\\?\" paths work),
-// and the ANSI form with the path in the ANSI code page on the older one.
+// Every call uses the wide form on Windows NT 4.0 to 11, with the path unchanged (so "\\?\" paths
+// work), and the ANSI form with the path in the ANSI code page on the older one.
 namespace util {
 
 // True when a file or folder of that name exists. Only full paths are looked at: one that neither

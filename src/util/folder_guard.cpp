@@ -84,7 +84,7 @@ UniqueFile OpenFolder(const std::wstring& path, DWORD access, const FolderFuncti
   return folder;
 }
 
-bool IsSeparator(wchar_t letter) { return letter == L'\\' || letter == L'/'; }
+bool IsSeparator(wchar_t character) { return character == L'\\' || character == L'/'; }
 
 // The rights that a folder of a service account gives, with those to what is made in it. The
 // account itself has them through SYSTEM, or is named: it has to write there.

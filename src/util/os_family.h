@@ -3,8 +3,9 @@
 
 namespace util {
 
-// True on the NT family, whose wide file, folder and shell calls are used; false on the older
-// family, which gets the ANSI forms. Asked of the system once per process. Any thread.
+// True on Windows NT 4.0 to 11, whose wide file, folder and shell calls are used; false on
+// Windows 95, 98 and Me, which get the ANSI forms. Asked of the system once per process. Any
+// thread.
 bool IsNtFamily();
 
 }  // namespace util

@@ -105,7 +105,7 @@ bool PipeChannel::ReceiveInteger64(int64_t* value) {
   if (!ReceiveInteger(&low)) return false;
   Acknowledge();
   if (!ReceiveInteger(&high)) return false;
-  // The low part keeps its sign on purpose: whoever sends a number splits it that way.
+  // Compatibility: the low part keeps its sign; whoever sends a number splits it that way.
   const uint64_t sum = static_cast<uint64_t>(int64_t{low}) + (static_cast<uint64_t>(high) << 32);
   *value = static_cast<int64_t>(sum);
   return true;

@@ -56,7 +56,7 @@ DWORD StartSchedulerService() {
   return WaitUntilRunning(service.Get());
 }
 
-// The older family has no services: the scheduler is a program with a hidden window.
+// Windows 95, 98 and Me have no services: the scheduler is a program with a hidden window.
 DWORD StartSchedulerProgram() {
   if (::FindWindowA("SAGEWINDOWCLASS", "SYSTEM AGENT COM WINDOW") != nullptr) return ERROR_SUCCESS;
   char path[MAX_PATH];
@@ -173,15 +173,15 @@ void AppendElement(std::wstring* xml, const char* name, std::wstring_view text) 
     xml->push_back(L'>');
   };
   tag("<");
-  for (const wchar_t letter : text) {
-    if (letter == L'&') {
+  for (const wchar_t character : text) {
+    if (character == L'&') {
       Append(xml, "&amp;");
-    } else if (letter == L'<') {
+    } else if (character == L'<') {
       Append(xml, "&lt;");
-    } else if (letter == L'>') {
+    } else if (character == L'>') {
       Append(xml, "&gt;");
     } else {
-      xml->push_back(letter);
+      xml->push_back(character);
     }
   }
   tag("</");

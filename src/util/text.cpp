@@ -24,7 +24,8 @@ std::string Convert(std::wstring_view text, UINT code_page, DWORD flags) {
 std::string ToAnsi(std::wstring_view text, unsigned code_page) {
   std::string result = Convert(text, code_page, WC_NO_BEST_FIT_CHARS);
   if (!result.empty() || text.empty()) return result;
-  // UTF-8 and other code pages that have every letter refuse the flag, as do Windows 95 and NT 4.0.
+  // UTF-8 and other code pages that have every character refuse the flag, as do Windows 95 and
+  // NT 4.0.
   const DWORD error = ::GetLastError();
   const bool flag_refused = error == ERROR_INVALID_FLAGS || error == ERROR_INVALID_PARAMETER;
   return flag_refused ? Convert(text, code_page, 0) : result;

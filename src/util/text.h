@@ -11,14 +11,14 @@
 
 namespace util {
 
-// Between UTF-16 and the ANSI code page (0) or another. Embedded nulls are kept. A letter that the
-// code page does not have becomes the system's replacement character, never one that looks like it;
-// text that cannot be converted at all is empty.
+// Between UTF-16 and the ANSI code page (0) or another. Embedded nulls are kept. A character that
+// the code page does not have becomes the system's replacement character, never one that looks like
+// it; text that cannot be converted at all is empty.
 std::string ToAnsi(std::wstring_view text, unsigned code_page = 0);
 std::wstring ToWide(std::string_view text, unsigned code_page = 0);
 
-// As ToAnsi(), but whole or not at all: nothing when the code page cannot say a letter of `text`.
-// For names and for whatever is compared.
+// As ToAnsi(), but whole or not at all: nothing when the code page cannot say a character of
+// `text`. For names and for whatever is compared.
 std::optional<std::string> TryToAnsi(std::wstring_view text, unsigned code_page = 0);
 
 // Cuts `text` at every `separator`. Empty pieces count, also the one after a final separator; an
@@ -32,9 +32,10 @@ std::wstring WithBackslash(std::wstring folder);
 // The pieces behind one another. In less code than a row of "+".
 std::wstring Concat(std::initializer_list<std::wstring_view> pieces);
 
-// `letter` with A to Z as a to z; every other character stays. Independent of any locale.
-constexpr wchar_t FoldAscii(wchar_t letter) {
-  return letter >= L'A' && letter <= L'Z' ? static_cast<wchar_t>(letter - L'A' + L'a') : letter;
+// `character` with A to Z as a to z; every other character stays. Independent of any locale.
+constexpr wchar_t FoldAscii(wchar_t character) {
+  return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a')
+                                                : character;
 }
 
 // The decimal number at the start of `text`: an optional "-", then digits up to the first other
@@ -45,9 +46,9 @@ Integer ParseDecimal(std::basic_string_view<Character> text) {
   const bool negative = !text.empty() && text.front() == Character{'-'};
   if (negative) text.remove_prefix(1);
   Unsigned value = 0;
-  for (const Character letter : text) {
-    if (letter < Character{'0'} || letter > Character{'9'}) break;
-    value = static_cast<Unsigned>(value * 10 + static_cast<Unsigned>(letter - Character{'0'}));
+  for (const Character character : text) {
+    if (character < Character{'0'} || character > Character{'9'}) break;
+    value = static_cast<Unsigned>(value * 10 + static_cast<Unsigned>(character - Character{'0'}));
   }
   return static_cast<Integer>(negative ? Unsigned{0} - value : value);
 }

@@ -18,7 +18,7 @@ Function As(FARPROC function) {
 }  // namespace
 
 bool Is64BitSystem() {
-  if (!IsNtFamily()) return false;  // The older family has no 64-bit edition.
+  if (!IsNtFamily()) return false;  // Windows 95, 98 and Me have no 64-bit edition.
   const auto is_wow64 = As<BOOL(WINAPI*)(HANDLE, BOOL*)>(FindInKernel("IsWow64Process"));
   BOOL answer = FALSE;
   return is_wow64 != nullptr && is_wow64(::GetCurrentProcess(), &answer) && answer;

@@ -58,7 +58,7 @@ TEST_CASE("what the code page cannot say is never its neighbour") {
   ::SetEnvironmentVariableW(L"PREREQ_UNSAYABLE", unsayable.c_str());
   const SearchEngine engine(nullptr, appsearch::FolderResolver(unsayable));
   const std::wstring path = key.wide_path();
-  // What is found; the older family has nothing but the ANSI calls.
+  // What is found; Windows 95, 98 and Me have nothing but the ANSI calls.
   const auto find = [&](SearchKind kind, const std::wstring& search,
                         const std::wstring& reference = L"") -> std::string {
     appsearch::SearchRow row;

@@ -1,4 +1,4 @@
-// What the internet library answers on Windows and Wine does not, or the other way round, through a
+// What WinINet answers on Windows and Wine does not, or the other way round, through a
 // table of functions that answers so.
 
 #include <doctest.h>

@@ -36,7 +36,7 @@ struct Sample {
   std::wstring target = folder / L"unpacked";
 
   Sample() {
-    // The older family has the letters of its code page only.
+    // Windows 95, 98 and Me have the characters of their code page only.
     const wchar_t* const foreign = util::IsNtFamily() ? L"\x017C\x00F3\x0142w.exe" : L"zolw.exe";
     Pack(folder.Write(L"stub", std::string(1001, 's')), path,
          {{0, folder.Write(L"a.msi", contents[0])},

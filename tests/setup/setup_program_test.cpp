@@ -32,7 +32,7 @@ namespace {
 
 const std::wstring kStub = test::ProgramFolder() + L"\\setup_stub.exe";
 
-// The Wine prefix knows the second one as a program of the older family.
+// The Wine prefix knows the second one as one that sees Windows 98.
 std::wstring ProgramName() { return util::IsNtFamily() ? L"my setup.exe" : L"my setup_older.exe"; }
 
 util::UniqueKernelHandle Start(const std::wstring& program, const std::wstring& arguments) {

@@ -13,7 +13,7 @@ class FaultServer {
   FaultServer();
 
   // What comes at an address goes wrong as `steps` say. A port of one's own meets no login that the
-  // internet library remembers.
+  // WinINet remembers.
   [[nodiscard]] std::string Url(const std::string& steps, const std::string& name = "setup.exe",
                                 const std::string& port = Port("http")) const;
   // `login` is "user:password@". With one, only "me" with password "secret" is let in.

@@ -54,11 +54,11 @@ TEST_CASE("the second byte of a character is no delimiter") {
   constexpr UINT kJapanese = 932;
   // "\x95\x5C" is one character there, and "\x83\x5B" and "\x83\x5D" are two more.
   const std::string text = "C:\\\x95\\x[\x83[\x83]]\\\x95\\";
-  CHECK(util::FindMark(text, "[", 0, kJapanese) == 6);
-  CHECK(util::FindMark(text, "]", 0, kJapanese) == 11);
-  CHECK(util::FindLastMark(text, "\\", kJapanese) == 12);
-  CHECK(util::FindLastMark(text, "\\") == text.size() - 1);
-  CHECK(util::NextLetter(text, 3, kJapanese) == 5);
-  CHECK(util::FindMark("\x95", "\\", 0, kJapanese) == util::kNoMark);
-  CHECK(util::FindMark("abc", "c", 7) == util::kNoMark);
+  CHECK(util::FindAnyOf(text, "[", 0, kJapanese) == 6);
+  CHECK(util::FindAnyOf(text, "]", 0, kJapanese) == 11);
+  CHECK(util::FindLastOf(text, "\\", kJapanese) == 12);
+  CHECK(util::FindLastOf(text, "\\") == text.size() - 1);
+  CHECK(util::NextCharacter(text, 3, kJapanese) == 5);
+  CHECK(util::FindAnyOf("\x95", "\\", 0, kJapanese) == util::kNoPosition);
+  CHECK(util::FindAnyOf("abc", "c", 7) == util::kNoPosition);
 }

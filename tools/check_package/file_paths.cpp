@@ -81,7 +81,7 @@ void CheckFile(const Context& context, const Search& search) {
   const std::string path = shape.substr(0, depth);
   const Place place = search.At(L"SearchString");
   const size_t slash = path.rfind('\\');
-  if (depth != util::kNoMark) CheckDepth(context, search, shape.substr(depth + 1));
+  if (depth != util::kNoPosition) CheckDepth(context, search, shape.substr(depth + 1));
   if (const wchar_t* const foreign = FindForeign(search, path)) {
     context.report->Add(kNoPath, place, {search.text, foreign});
   } else if ((slash != path.npos && slash + 1 == path.size()) ||
