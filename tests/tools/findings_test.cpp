@@ -22,17 +22,27 @@ class RegistryValues {
  public:
   RegistryValues() {
     HKEY key = nullptr;
-    REQUIRE(::RegCreateKeyW(HKEY_CURRENT_USER, kKey, &key) == ERROR_SUCCESS);
+    REQUIRE(::RegCreateKeyW(HKEY_CURRENT_USER, path_.c_str(), &key) == ERROR_SUCCESS);
     ::RegSetValueExW(key, L"Bytes", 0, REG_BINARY, reinterpret_cast<const BYTE*>("1234"), 4);
     ::RegSetValueExW(key, L"Text", 0, REG_SZ, reinterpret_cast<const BYTE*>(L"1"), 4);
     ::RegCloseKey(key);
   }
   RegistryValues(const RegistryValues&) = delete;
   RegistryValues& operator=(const RegistryValues&) = delete;
-  ~RegistryValues() { ::RegDeleteKeyW(HKEY_CURRENT_USER, kKey); }
+  ~RegistryValues() { ::RegDeleteKeyW(HKEY_CURRENT_USER, path_.c_str()); }
+
+  // The change of a row with the key's own name in it.
+  [[nodiscard]] std::wstring Name(std::wstring change) const {
+    const std::wstring word = L"{own key}";
+    if (const size_t at = change.find(word); at != change.npos)
+      change.replace(at, word.size(), name_);
+    return change;
+  }
 
  private:
-  static constexpr wchar_t kKey[] = L"Software\\Prereq check test";
+  // The program runs more than once at a time.
+  std::wstring name_ = L"Prereq check test " + util::ToDecimal(::GetCurrentProcessId());
+  std::wstring path_ = L"Software\\" + name_;
 };
 
 check::Report ReportOf(const std::wstring& path) {
@@ -69,7 +79,7 @@ TEST_CASE("each finding comes where it should, and not in the nearest right pack
   const test::GoodPackage good;
   for (const test::DataRow& row : test::ReadDataRows("tools/findings.txt")) {
     CAPTURE(row.line);
-    const check::Verdict verdict = {ReportOf(good.Changed(row[1]))};
+    const check::Verdict verdict = {ReportOf(good.Changed(values.Name(row[1])))};
     Keys found;
     std::wstring first;
     for (const check::Finding& finding : verdict.report.findings()) {
