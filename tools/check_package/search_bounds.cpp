@@ -94,7 +94,7 @@ void CheckProgram(const Context& context, const Place& place, const std::wstring
 
 // Comparisons as other languages write them; here the second letter belongs to what is compared.
 bool BeginsWithTwoSigns(const std::wstring& reference) {
-  constexpr const wchar_t* kSigns[] = {L"==", L"!=", L"<=", L">=", L"<>", L"=<", L"=>"};
+  constexpr const wchar_t* kSigns[] = {L"=<", L"=>"};
   const size_t rest = reference.find_first_not_of(L' ', 2);
   return std::any_of(std::begin(kSigns), std::end(kSigns),
                      [&](const wchar_t* sign) { return reference.starts_with(sign); }) &&

@@ -21,10 +21,10 @@ bool NeedsTable(std::wstring_view table, const Schedule& schedule) {
   });
 }
 
-// The first column of either table is its key, which names rows here and which only the searches
-// read.
-bool IsRead(const KitTable& table, size_t column) {
-  return column != 0 || IsSearchTable(table.name);
+// A column that a table has not is an empty cell of every row, which most rows may well have. Rows
+// in no order, and rows that are missing for ever, are hardly meant.
+bool IsMissed(std::wstring_view column) {
+  return column == L"Sequence" || column == L"MissingCondition";
 }
 
 // Every cell is read as text, and a number stands for itself. What matters is that the installer
@@ -51,7 +51,7 @@ bool CheckColumns(const KitTable& kit, const Package& package, Report* report) {
                                     [&](const Column& one) { return one.name == names[i]; });
     if (found != columns.end()) {
       CheckType(kit, names[i], types[i], found->type, package.Rows(kit.name).size(), report);
-    } else if (IsRead(kit, i)) {
+    } else if (IsMissed(names[i])) {
       is_readable = false;
       report->Add(kNoColumn, {kit.name, {}, names[i]}, {types[i]});
     }
