@@ -37,6 +37,7 @@ TEST_CASE(
     bare.name = name;
     return bare;
   };
+  test::StartSchedulerService();
   const auto register_job = [&](const std::wstring& name) {
     return SUCCEEDED(util::CreateScheduledJob(job(name)));
   };

@@ -81,7 +81,10 @@ std::wstring Describe(const UiMessage& message) {
   return type + (L" " + text) + L" (" + std::to_wstring(fields) + L" fields)";
 }
 
-ActionFixture::ActionFixture() { folder_.emplace(); }
+ActionFixture::ActionFixture() {
+  folder_.emplace();
+  StartSchedulerService();
+}
 
 ActionFixture::~ActionFixture() {
   // Nothing is left open by a test that ended before it had a session either.

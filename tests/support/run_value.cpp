@@ -43,4 +43,22 @@ void DeleteRunValue(const std::wstring& name) {
   (void)::RegDeleteValueW(OpenRunKey().Get(), name.c_str());
 }
 
+void StartSchedulerService() {
+  static const bool once = [] {
+    const SC_HANDLE manager = ::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT);
+    const SC_HANDLE service =
+        ::OpenServiceA(manager, "Schedule", SERVICE_QUERY_STATUS | SERVICE_START);
+    ::StartServiceA(service, 0, nullptr);
+    SERVICE_STATUS status = {};
+    for (int left = 1000; left > 0 && status.dwCurrentState != SERVICE_RUNNING; --left) {
+      ::Sleep(10);
+      ::QueryServiceStatus(service, &status);
+    }
+    ::CloseServiceHandle(service);
+    ::CloseServiceHandle(manager);
+    return true;
+  }();
+  (void)once;
+}
+
 }  // namespace test

@@ -17,6 +17,10 @@ void WriteRunValue(const std::wstring& name);
 // Does nothing without such a value.
 void DeleteRunValue(const std::wstring& name);
 
+// The scheduler's service runs when this returns, also where the library does not start it. A cold
+// one of Wine's lets each call wait for seconds and then fails it.
+void StartSchedulerService();
+
 }  // namespace test
 
 #endif  // TESTS_SUPPORT_RUN_VALUE_H_
